@@ -1,0 +1,46 @@
+// String helpers of the core: ASCII case folding, formatting into CUtlString, UTF-8 checks and
+// number formatting that reads back to the same value.
+#pragma once
+
+#include <cstdarg>
+#include <string_view>
+
+#include "core/platform.h"
+#include "core/utlstring.h"
+
+inline char V_tolower(char c) { return (c >= 'A' && c <= 'Z') ? char(c + ('a' - 'A')) : c; }
+inline char V_toupper(char c) { return (c >= 'a' && c <= 'z') ? char(c - ('a' - 'A')) : c; }
+
+// Case-insensitive comparisons (ASCII folding; other bytes compare as they are).
+int V_stricmp(const char *a, const char *b);
+int V_strnicmp(const char *a, const char *b, size_t n);
+bool V_StrEqualNoCase(std::string_view a, std::string_view b);
+bool V_StrBeginsWithNoCase(std::string_view text, std::string_view prefix);
+// Case-insensitive substring search; null when absent.
+const char *V_stristr(const char *haystack, const char *needle);
+
+// Copies with truncation; the destination is always terminated when size > 0.
+void V_strncpy(char *dest, const char *src, size_t destSize);
+
+CUtlString V_Format(const char *fmt, ...) FMTFUNCTION(1, 2);
+CUtlString V_FormatV(const char *fmt, va_list args);
+void V_AppendFormat(CUtlString &out, const char *fmt, ...) FMTFUNCTION(2, 3);
+void V_AppendFormatV(CUtlString &out, const char *fmt, va_list args);
+
+// Removes trailing blanks, tabs and line ends.
+void V_TrimTrailingWhitespace(CUtlString &text);
+
+// True when the bytes are well-formed UTF-8 (no overlongs, no surrogates, nothing above
+// U+10FFFF). On failure *pBadOffset gets the offset of the first bad byte.
+bool V_IsValidUTF8(const char *text, size_t length, size_t *pBadOffset = nullptr);
+
+// Number of code points in the first `length` bytes (continuation bytes are not counted).
+size_t V_UTF8CodePointCount(const char *text, size_t length);
+
+// Shortest text that reads back to the same double; always has a '.', an exponent, or is one
+// of "nan", "inf", "-inf", so that a reader can tell it from an integer. Returns the length.
+enum { V_DOUBLE_TEXT_SIZE = 40 };
+int V_FormatDouble(double value, char *buffer, size_t bufferSize);
+
+// printf "%g" of a double, the form used when a value is shown as text.
+CUtlString V_DoubleToShortText(double value);
