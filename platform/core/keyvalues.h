@@ -138,9 +138,9 @@ public:
 	void SetPtr(const char *keyName, void *value);
 	void SetBool(const char *keyName, bool value) { SetInt(keyName, value ? 1 : 0); }
 
-	// Subkeys.
+	// Subkeys. A node is a block or a value: adding a subkey to a value drops the value.
 	KeyValues *AddKey(const char *name);   // a new empty subkey appended, even when the name exists
-	void AddSubKey(KeyValues *subKey);	   // appends, taking ownership
+	void AddSubKey(KeyValues *subKey);	   // appends a free key, taking ownership (with the peers a load attached to it)
 	KeyValues *CreateNewKey();			   // appends a subkey named by the next free integer ("1", "2", ...)
 	void RemoveSubKey(KeyValues *subKey);  // unlinks without deleting; the caller owns it then
 	bool FindAndDeleteSubKey(const char *name); // deletes the first subkey of that name
@@ -158,7 +158,9 @@ public:
 	void SetCondition(const char *condition);
 
 	// Loading replaces this node's name and contents with the first top-level key of the text;
-	// further top-level keys are attached as peers (GetNextKey of this node). `fs` and `pathID`
+	// further top-level keys are attached as peers (GetNextKey of this node; when the node sits
+	// among the subkeys of another, they are inserted after it there). A text without any key
+	// is an error. Quoted strings may span lines. `fs` and `pathID`
 	// serve #base and #include (null fs: CoreFileSystem()). On failure returns false, leaves
 	// the node unchanged, and fills pError / pDetail.
 	bool LoadFromBuffer(const char *resourceName, const char *text, size_t length, IBaseFileSystem *fs = nullptr,
@@ -178,24 +180,41 @@ public:
 
 	KeyValues *MakeCopy() const;				// deep copy of this node (without peers)
 	void CopySubkeys(KeyValues *dest) const;	// appends deep copies of the subkeys to dest
+	// Keys pair up by name (without case) and occurrence: the n-th "Ability" of the source
+	// meets the n-th "Ability" here; unpaired source keys are appended as copies.
 	void MergeFrom(const KeyValues *source, MergeKeyValuesOp_t op);
 
 private:
+	// The text reader and writer (keyvalues_text.cpp).
 	struct Impl;
 	friend struct Impl;
 
 	void SetStringValue(const char *value);
 	void DeleteSubKeys();
+	// Deletes a chain of nodes linked by m_pPeer and everything under them, without recursion,
+	// so that a deep tree cannot exhaust the stack.
+	static void DeleteChain(KeyValues *pFirst);
+	// Appends a chain of free nodes to the subkeys; a node that held a value becomes a block.
+	void AppendChain(KeyValues *pFirst);
+	// The first subkey whose name equals name[0..length) without case.
+	KeyValues *FindSubKey(const char *name, size_t length) const;
+	// Copies the type, the value and the condition (not the name or the subkeys).
+	void CopyValueFrom(const KeyValues &source);
+	// Drops the value (the node becomes TYPE_NONE); subkeys stay.
+	void ClearValue();
+	// The value as text without touching the cache: m_String for strings, `scratch` filled
+	// with the text of a number otherwise ("" for blocks).
+	const char *ValueText(CUtlString &scratch) const;
 
 	CUtlString m_Name;
 	CUtlString m_Condition;
 	types_t m_eType = TYPE_NONE;
 	CUtlString m_String; // the value of TYPE_STRING, and the text form of numbers once asked for
 	union {
+		uint64 m_nUint64 = 0;
 		int m_nInt;
 		float m_flFloat;
 		void *m_pPtr;
-		uint64 m_nUint64;
 	};
 	bool m_bStringValid = false; // m_String holds the text of a number value
 	bool m_bOwnsPeers = false;

@@ -296,7 +296,7 @@ KeyValues3 *KeyValues3::FindMember(const KV3MemberName_t &name)
 {
 	if (GetType() != KV3_TYPE_TABLE)
 		return nullptr;
-	KV3Member_t *member = KV3Internal::FindMember(m_Data.pList, name);
+	KV3Member_t *member = KV3Internal::LookupMember(GetContext(), m_Data.pList, name);
 	return member ? &member->value : nullptr;
 }
 
@@ -315,7 +315,7 @@ KeyValues3 *KeyValues3::AddMember(const KV3MemberName_t &name)
 			Warning("KeyValues3: member '%.*s' added to a value of kind %s; it becomes a table\n", (int)name.m_Text.size(), name.m_Text.data(), KV3TypeName(GetType()));
 		MakeTable();
 	}
-	if (KV3Member_t *existing = KV3Internal::FindMember(m_Data.pList, name))
+	if (KV3Member_t *existing = KV3Internal::LookupMember(GetContext(), m_Data.pList, name))
 		return &existing->value;
 	CKeyValues3Context *ctx = GetContext();
 	if (!m_Data.pList)
@@ -326,6 +326,7 @@ KeyValues3 *KeyValues3::AddMember(const KV3MemberName_t &name)
 	member->nameLength = (uint32)name.m_Text.size();
 	member->name = interned;
 	member->value.Init(ctx, KV3_TYPE_NULL, KV3_SUBTYPE_NULL);
+	KV3Internal::IndexAppended(ctx, m_Data.pList, member);
 	return &member->value;
 }
 

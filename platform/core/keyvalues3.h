@@ -352,6 +352,7 @@ struct KV3List_t
 	uint32 capacity;
 	KV3Segment_t *pFirst;
 	KV3Segment_t *pLast;
+	struct KV3MemberIndex_t *pIndex; // tables with many members: a hash index, built on first lookup
 };
 
 template <typename Fn> void KeyValues3::ForEachArrayElement(Fn &&fn) const

@@ -25,6 +25,13 @@ static_assert(sizeof(KV3RawValue_t) == sizeof(KeyValues3));
 static_assert(sizeof(KV3RawMember_t) == sizeof(KV3Member_t));
 static_assert(offsetof(KV3RawMember_t, value) == offsetof(KV3Member_t, value));
 
+struct KV3MemberIndex_t
+{
+	uint32 capacity; // a power of two
+	uint32 used;
+	KV3Member_t *slots[1]; // `capacity` slots, null when empty
+};
+
 struct KV3Blob_t
 {
 	uint32 size;
@@ -85,6 +92,7 @@ struct KV3Internal
 		list->count = 0;
 		list->capacity = capacity;
 		list->pFirst = list->pLast = nullptr;
+		list->pIndex = nullptr;
 		if (capacity)
 		{
 			KV3Segment_t *seg = reinterpret_cast<KV3Segment_t *>(block + headerSize);
@@ -155,9 +163,74 @@ struct KV3Internal
 		return nullptr;
 	}
 
+	// Tables with more members than this get a hash index for lookups.
+	static constexpr uint32 kIndexThreshold = 16;
+
+	// The member of that name: through the index for large tables, by a scan otherwise.
+	static KV3Member_t *LookupMember(CKeyValues3Context *ctx, KV3List_t *list, const KV3MemberName_t &name)
+	{
+		if (!list || list->count <= kIndexThreshold || !ctx)
+			return FindMember(list, name);
+		if (!list->pIndex)
+			BuildIndex(ctx, list);
+		const KV3MemberIndex_t *index = list->pIndex;
+		const uint32 mask = index->capacity - 1;
+		for (uint32 slot = name.m_nHash & mask;; slot = (slot + 1) & mask)
+		{
+			KV3Member_t *member = index->slots[slot];
+			if (!member)
+				return nullptr;
+			if (member->hash == name.m_nHash && V_StrEqualNoCase(std::string_view(member->name, member->nameLength), name.m_Text))
+				return member;
+		}
+	}
+
+	// Adds a member that was just appended to the index, when the table has one.
+	static void IndexAppended(CKeyValues3Context *ctx, KV3List_t *list, KV3Member_t *member)
+	{
+		KV3MemberIndex_t *index = list->pIndex;
+		if (!index)
+			return;
+		if ((index->used + 1) * 2 > index->capacity)
+		{
+			BuildIndex(ctx, list); // the new member is already in the list
+			return;
+		}
+		Insert(index, member);
+	}
+
+	static void BuildIndex(CKeyValues3Context *ctx, KV3List_t *list)
+	{
+		uint32 capacity = 32;
+		while (capacity < list->count * 2 + 2)
+			capacity *= 2;
+		KV3MemberIndex_t *index = static_cast<KV3MemberIndex_t *>(ctx->Alloc(sizeof(KV3MemberIndex_t) + sizeof(KV3Member_t *) * capacity, 8));
+		index->capacity = capacity;
+		index->used = 0;
+		memset(index->slots, 0, sizeof(KV3Member_t *) * capacity);
+		for (KV3Segment_t *seg = list->pFirst; seg; seg = seg->pNext)
+		{
+			KV3Member_t *items = static_cast<KV3Member_t *>(seg->Items());
+			for (uint32 i = 0; i < seg->used; ++i)
+				Insert(index, &items[i]);
+		}
+		list->pIndex = index;
+	}
+
+	static void Insert(KV3MemberIndex_t *index, KV3Member_t *member)
+	{
+		const uint32 mask = index->capacity - 1;
+		uint32 slot = member->hash & mask;
+		while (index->slots[slot])
+			slot = (slot + 1) & mask;
+		index->slots[slot] = member;
+		++index->used;
+	}
+
 	// Removes the item at `index`, moving the later items down by one.
 	static void RemoveAt(KV3List_t *list, size_t itemSize, uint32 index)
 	{
+		list->pIndex = nullptr; // members move; the index is rebuilt on the next lookup
 		for (uint32 i = index; i + 1 < list->count; ++i)
 			memcpy(ItemAt(list, itemSize, i), ItemAt(list, itemSize, i + 1), itemSize);
 		// The last item lives in the last segment that has any.

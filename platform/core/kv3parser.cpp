@@ -131,6 +131,45 @@ bool ParseGuid(std::string_view text, uint8 out[16])
 	return true;
 }
 
+bool ParseHeaderId(std::string_view word, std::string_view prefix, CUtlString &name, uint8 id[16])
+{
+	if (word.substr(0, prefix.size()) != prefix)
+		return false;
+	word.remove_prefix(prefix.size());
+	const size_t colon = word.find(':');
+	if (colon == std::string_view::npos || colon == 0)
+		return false;
+	name.assign(word.substr(0, colon));
+	std::string_view rest = word.substr(colon + 1);
+	if (rest.substr(0, 8) != "version{" || rest.back() != '}')
+		return false;
+	return ParseGuid(rest.substr(8, rest.size() - 9), id);
+}
+
+// The words between "<!--" and "-->": "kv3", "encoding:NAME:version{GUID}", "format:NAME:version{GUID}".
+bool SplitHeader(std::string_view header, KV3HeaderInfo_t &info)
+{
+	std::string_view words[4];
+	int wordCount = 0;
+	size_t i = 0;
+	while (i < header.size())
+	{
+		while (i < header.size() && (header[i] == ' ' || header[i] == '\t'))
+			++i;
+		const size_t wordStart = i;
+		while (i < header.size() && header[i] != ' ' && header[i] != '\t')
+			++i;
+		if (i > wordStart)
+		{
+			if (wordCount == 4)
+				return false;
+			words[wordCount++] = header.substr(wordStart, i - wordStart);
+		}
+	}
+	return wordCount == 3 && words[0] == "kv3" && ParseHeaderId(words[1], "encoding:", info.encodingName, info.encodingId) &&
+		ParseHeaderId(words[2], "format:", info.formatName, info.formatId);
+}
+
 class CKV3TextParser
 {
 public:
@@ -271,48 +310,14 @@ private:
 		std::string_view header(m_p + 4, (size_t)(close - m_p - 4));
 		m_p = close + 3;
 
-		// Words separated by blanks: "kv3", "encoding:NAME:version{GUID}", "format:NAME:version{GUID}".
-		std::string_view words[8];
-		int wordCount = 0;
-		size_t i = 0;
-		while (i < header.size() && wordCount < 8)
-		{
-			while (i < header.size() && (header[i] == ' ' || header[i] == '\t'))
-				++i;
-			const size_t wordStart = i;
-			while (i < header.size() && header[i] != ' ' && header[i] != '\t')
-				++i;
-			if (i > wordStart)
-				words[wordCount++] = header.substr(wordStart, i - wordStart);
-		}
-		if (wordCount != 3 || words[0] != "kv3")
-			return Fail(start, "Malformed KV3 header line: expected <!-- kv3 encoding:... format:... -->");
-
-		KV3ID_t encodingFound, formatFound;
-		CUtlString encodingName, formatName;
-		if (!ParseHeaderId(words[1], "encoding:", encodingName, encodingFound) || !ParseHeaderId(words[2], "format:", formatName, formatFound))
-			return Fail(start, "Malformed KV3 header line: expected encoding:NAME:version{GUID} and format:NAME:version{GUID}");
-		if (encodingName != KV3_ENCODING_TEXT.m_name || memcmp(encodingFound.m_id, KV3_ENCODING_TEXT.m_id, 16) != 0)
-			return Fail(start, "Unsupported encoding '%s' (only '%s' is read as text)", encodingName.c_str(), KV3_ENCODING_TEXT.m_name);
-		if (!(format == KV3_FORMAT_GENERIC) && (formatName != format.m_name || memcmp(formatFound.m_id, format.m_id, 16) != 0))
-			return Fail(start, "The document's format is '%s'; expected '%s'", formatName.c_str(), format.m_name);
+		KV3HeaderInfo_t info;
+		if (!SplitHeader(header, info))
+			return Fail(start, "Malformed KV3 header line: expected <!-- kv3 encoding:NAME:version{GUID} format:NAME:version{GUID} -->");
+		if (info.encodingName != KV3_ENCODING_TEXT.m_name || memcmp(info.encodingId, KV3_ENCODING_TEXT.m_id, 16) != 0)
+			return Fail(start, "Unsupported encoding '%s' (only '%s' is read as text)", info.encodingName.c_str(), KV3_ENCODING_TEXT.m_name);
+		if (!(format == KV3_FORMAT_GENERIC) && (info.formatName != format.m_name || memcmp(info.formatId, format.m_id, 16) != 0))
+			return Fail(start, "The document's format is '%s'; expected '%s'", info.formatName.c_str(), format.m_name);
 		return true;
-	}
-
-	static bool ParseHeaderId(std::string_view word, std::string_view prefix, CUtlString &name, KV3ID_t &id)
-	{
-		if (word.substr(0, prefix.size()) != prefix)
-			return false;
-		word.remove_prefix(prefix.size());
-		const size_t colon = word.find(':');
-		if (colon == std::string_view::npos || colon == 0)
-			return false;
-		name.assign(word.substr(0, colon));
-		std::string_view rest = word.substr(colon + 1);
-		if (rest.substr(0, 8) != "version{" || rest.back() != '}')
-			return false;
-		id.m_name = nullptr;
-		return ParseGuid(rest.substr(8, rest.size() - 9), id.m_id);
 	}
 
 	bool ParseValue(KV3RawValue_t &out, int depth)
@@ -693,39 +698,82 @@ private:
 			}
 			return Fail(start, "Invalid number '%.*s'", (int)std::min<ptrdiff_t>(m_p - start, 32), start);
 		}
-		const char *digits = m_p;
-		uint64 magnitude = 0;
-		bool bOverflow = false;
+
+		// Digits are gathered without overflow checks: up to 19 of them always fit in 64 bits,
+		// and longer numbers take the slow road below.
+		uint64 mantissa = 0;
+		const char *integerStart = m_p;
 		while (ClassOf(*m_p) & CC_DIGIT)
+			mantissa = mantissa * 10 + uint64(*m_p++ - '0');
+		const ptrdiff_t integerDigits = m_p - integerStart;
+		ptrdiff_t fractionDigits = 0;
+		bool bPoint = false;
+		if (*m_p == '.')
 		{
-			const uint64 digit = uint64(*m_p - '0');
-			if (magnitude > (UINT64_MAX - digit) / 10)
-				bOverflow = true;
-			magnitude = magnitude * 10 + digit;
-			++m_p;
+			bPoint = true;
+			const char *fractionStart = ++m_p;
+			while (ClassOf(*m_p) & CC_DIGIT)
+				mantissa = mantissa * 10 + uint64(*m_p++ - '0');
+			fractionDigits = m_p - fractionStart;
 		}
-		const bool bFraction = *m_p == '.' || *m_p == 'e' || *m_p == 'E';
-		if (!bFraction && m_p > digits && !bOverflow)
+		const bool bExponent = *m_p == 'e' || *m_p == 'E';
+		const bool bDelimited = (ClassOf(*m_p) & CC_DELIMITER) != 0;
+		if (integerDigits + fractionDigits > 0 && !bExponent && bDelimited && integerDigits + fractionDigits <= 19)
 		{
-			if (!(ClassOf(*m_p) & CC_DELIMITER))
-				return ExpectDelimiter(start, "number");
-			if (!bNegative)
+			if (!bPoint)
 			{
-				if (magnitude <= (uint64)INT64_MAX)
-					out = KV3Internal::MakeRaw(m_pContext, KV3_TYPE_INT, magnitude <= (uint64)INT32_MAX ? KV3_SUBTYPE_INT32 : KV3_SUBTYPE_INT64, 0, magnitude);
-				else
-					out = KV3Internal::MakeRaw(m_pContext, KV3_TYPE_UINT, KV3_SUBTYPE_UINT64, 0, magnitude);
+				if (!bNegative)
+				{
+					if (mantissa <= (uint64)INT64_MAX)
+						out = KV3Internal::MakeRaw(m_pContext, KV3_TYPE_INT, mantissa <= (uint64)INT32_MAX ? KV3_SUBTYPE_INT32 : KV3_SUBTYPE_INT64, 0, mantissa);
+					else
+						out = KV3Internal::MakeRaw(m_pContext, KV3_TYPE_UINT, KV3_SUBTYPE_UINT64, 0, mantissa);
+					return true;
+				}
+				if (mantissa <= (uint64)INT64_MAX + 1)
+				{
+					const int64 value = mantissa == (uint64)INT64_MAX + 1 ? INT64_MIN : -(int64)mantissa;
+					out = KV3Internal::MakeRaw(m_pContext, KV3_TYPE_INT, value >= INT32_MIN ? KV3_SUBTYPE_INT32 : KV3_SUBTYPE_INT64, 0, (uint64)value);
+					return true;
+				}
+			}
+			else if (mantissa < (1ull << 53) && fractionDigits <= 22)
+			{
+				// mantissa / 10^k is exact to the last bit: both operands are exact doubles and
+				// IEEE division rounds correctly.
+				static const double s_powersOfTen[23] = { 1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13,
+					1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22 };
+				double value = (double)mantissa / s_powersOfTen[fractionDigits];
+				if (bNegative)
+					value = -value;
+				out = KV3Internal::MakeRaw(m_pContext, KV3_TYPE_DOUBLE, KV3_SUBTYPE_FLOAT64, 0, std::bit_cast<uint64>(value));
 				return true;
 			}
-			if (magnitude <= (uint64)INT64_MAX + 1)
-			{
-				const int64 value = magnitude == (uint64)INT64_MAX + 1 ? INT64_MIN : -(int64)magnitude;
-				out = KV3Internal::MakeRaw(m_pContext, KV3_TYPE_INT, value >= INT32_MIN ? KV3_SUBTYPE_INT32 : KV3_SUBTYPE_INT64, 0, (uint64)value);
-				return true;
-			}
 		}
-		// A double (or an integer too large for 64 bits).
+
+		// The slow road: exponents, long digit runs, large integers.
 		const char *number = start + (*start == '+' ? 1 : 0);
+		if (!bPoint && !bExponent && integerDigits > 0 && bDelimited)
+		{
+			uint64 magnitude = 0;
+			auto integer = std::from_chars(integerStart, m_p, magnitude);
+			if (integer.ec == std::errc() && integer.ptr == m_p)
+			{
+				if (!bNegative && magnitude > (uint64)INT64_MAX)
+				{
+					out = KV3Internal::MakeRaw(m_pContext, KV3_TYPE_UINT, KV3_SUBTYPE_UINT64, 0, magnitude);
+					return true;
+				}
+				if (magnitude <= (uint64)INT64_MAX || (bNegative && magnitude == (uint64)INT64_MAX + 1))
+				{
+					const int64 value = !bNegative ? (int64)magnitude : (magnitude == (uint64)INT64_MAX + 1 ? INT64_MIN : -(int64)magnitude);
+					const bool bFits32 = value >= INT32_MIN && value <= INT32_MAX;
+					out = KV3Internal::MakeRaw(m_pContext, KV3_TYPE_INT, bFits32 ? KV3_SUBTYPE_INT32 : KV3_SUBTYPE_INT64, 0, (uint64)value);
+					return true;
+				}
+			}
+			// Too large for 64 bits: read as a double.
+		}
 		double value = 0.0;
 		auto result = std::from_chars(number, m_pEnd, value);
 		if (result.ec == std::errc::result_out_of_range)
@@ -849,6 +897,19 @@ bool ParseView(KeyValues3 *value, CUtlString *error, std::string_view text, bool
 	return ParseInto(value, error, copy.c_str(), copy.size(), bHeader, format, sourceName, pDetail);
 }
 } // namespace
+
+bool KV3ReadHeader(std::string_view text, KV3HeaderInfo_t &info)
+{
+	if (text.substr(0, 3) == "\xEF\xBB\xBF")
+		text.remove_prefix(3);
+	while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
+		text.remove_prefix(1);
+	if (text.substr(0, 4) != "<!--")
+		return false;
+	const size_t lineEnd = text.find('\n');
+	const size_t close = text.substr(0, lineEnd).find("-->");
+	return close != std::string_view::npos && SplitHeader(text.substr(4, close - 4), info);
+}
 
 bool LoadKV3(CKeyValues3Context *pContext, CUtlString *error, const CUtlBuffer *buffer, const KV3ID_t &format,
 	const char *sourceName, KV3ParseError_t *pDetail)

@@ -11,6 +11,7 @@
 // limited to KV3_MAX_NESTING levels, so that a hostile file cannot exhaust the stack.
 #pragma once
 
+#include <cstring>
 #include <string_view>
 
 #include "core/keyvalues3.h"
@@ -39,6 +40,23 @@ struct KV3ParseError_t
 	int column = 0; // 1-based, in characters
 	CUtlString message;
 };
+
+// What a header line names.
+struct KV3HeaderInfo_t
+{
+	CUtlString encodingName;
+	uint8 encodingId[16] = {};
+	CUtlString formatName;
+	uint8 formatId[16] = {};
+	KV3ID_t Format() const
+	{
+		KV3ID_t id = { formatName.c_str(), {} };
+		memcpy(id.m_id, formatId, sizeof(formatId));
+		return id;
+	}
+};
+// Reads the header line at the start of a text; false when there is none or it is malformed.
+bool KV3ReadHeader(std::string_view text, KV3HeaderInfo_t &info);
 
 // The header line for an encoding and a format, without the line end.
 CUtlString KV3HeaderLine(const KV3ID_t &encoding, const KV3ID_t &format);

@@ -1,6 +1,6 @@
 #include "core/utlvector.h"
 
-CUtlScratchMemoryPool::CUtlScratchMemoryPool(size_t initialSize) : m_nNextChunkSize(initialSize < 256 ? 256 : initialSize)
+CUtlScratchMemoryPool::CUtlScratchMemoryPool(size_t initialSize) : m_nNextChunkSize(initialSize < 64 ? 64 : initialSize)
 {
 }
 
@@ -24,9 +24,11 @@ void CUtlScratchMemoryPool::FreeAll()
 
 void CUtlScratchMemoryPool::AddChunk(size_t minimum)
 {
-	size_t size = m_nNextChunkSize;
-	while (size < minimum + 32)
-		size *= 2;
+	// The chunk's header takes 32 bytes (keeping 16-byte alignment) beyond the usable size.
+	size_t usable = m_nNextChunkSize;
+	while (usable < minimum)
+		usable *= 2;
+	const size_t size = usable + 32;
 	Chunk_t *chunk = static_cast<Chunk_t *>(::operator new(size, std::align_val_t(16)));
 	chunk->pNext = m_pChunks;
 	chunk->size = size;
@@ -35,7 +37,7 @@ void CUtlScratchMemoryPool::AddChunk(size_t minimum)
 	m_pEnd = reinterpret_cast<char *>(chunk) + size;
 	m_nBytesReserved += size;
 	++m_nChunks;
-	m_nNextChunkSize = size * 2;
+	m_nNextChunkSize = usable * 2;
 }
 
 void *CUtlScratchMemoryPool::Alloc(size_t size, size_t alignment)
@@ -46,7 +48,7 @@ void *CUtlScratchMemoryPool::Alloc(size_t size, size_t alignment)
 	uintptr_t aligned = (cursor + alignment - 1) & ~(uintptr_t)(alignment - 1);
 	if (!m_pCursor || aligned + size > reinterpret_cast<uintptr_t>(m_pEnd))
 	{
-		AddChunk(size + alignment);
+		AddChunk(alignment <= 16 ? size : size + alignment - 1); // chunks start 16-aligned
 		cursor = reinterpret_cast<uintptr_t>(m_pCursor);
 		aligned = (cursor + alignment - 1) & ~(uintptr_t)(alignment - 1);
 	}

@@ -15,6 +15,7 @@
 class CUtlScratchMemoryPool
 {
 public:
+	// The first chunk holds initialSize usable bytes; later chunks double.
 	explicit CUtlScratchMemoryPool(size_t initialSize = 64 * 1024);
 	~CUtlScratchMemoryPool();
 	CUtlScratchMemoryPool(const CUtlScratchMemoryPool &) = delete;

@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "core/fileio.h"
+
+namespace
+{
+struct Result_t
+{
+	int exitCode;
+	std::string output;
+};
+
+Result_t RunTool(const std::string &arguments)
+{
+	const std::string command = std::string(MINTYARD_KV_PATH) + " " + arguments + " 2>&1";
+	FILE *pipe = popen(command.c_str(), "r");
+	Result_t result{ -1, "" };
+	if (!pipe)
+		return result;
+	char buffer[4096];
+	size_t got;
+	while ((got = fread(buffer, 1, sizeof(buffer), pipe)) > 0)
+		result.output.append(buffer, got);
+	const int status = pclose(pipe);
+	result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+	return result;
+}
+
+class MintyardKVCommand : public testing::Test
+{
+protected:
+	void SetUp() override
+	{
+		char directory[] = "/tmp/mintyardkvXXXXXX";
+		ASSERT_NE(nullptr, mkdtemp(directory));
+		m_Directory = directory;
+	}
+	void TearDown() override
+	{
+		for (const std::string &path : m_Files)
+			unlink(path.c_str());
+		rmdir(m_Directory.c_str());
+	}
+	std::string Write(const char *name, const std::string &text)
+	{
+		const std::string path = m_Directory + "/" + name;
+		EXPECT_TRUE(Plat_WriteFileAtomic(path.c_str(), text.data(), text.size()));
+		m_Files.push_back(path);
+		return path;
+	}
+	std::string m_Directory;
+	std::vector<std::string> m_Files;
+};
+
+const char *kHeader =
+	"<!-- kv3 encoding:text:version{e21c7f3c-8a33-41c5-9977-a76d3a32aa0d} format:generic:version{7412167c-06e9-4698-aff2-e63eb59037e7} -->\n";
+} // namespace
+
+TEST_F(MintyardKVCommand, CheckReportsEachBadFileAndExitsOne)
+{
+	const std::string good3 = Write("good.kv3", std::string(kHeader) + "{ a = 1 // note\n}\n");
+	const std::string good1 = Write("good.txt", "\"root\" { \"a\" \"1\" }\n");
+	const std::string bad3 = Write("bad.kv3", std::string(kHeader) + "{\n\ta = \"x\n}\n");
+	const std::string bad1 = Write("bad.txt", "\"root\"\n{\n\t\"a\" \"1\"\n");
+
+	Result_t result = RunTool("check " + good3 + " " + good1);
+	EXPECT_EQ(0, result.exitCode);
+	EXPECT_EQ("", result.output);
+
+	result = RunTool("check " + good3 + " " + bad3 + " " + good1 + " " + bad1 + " " + m_Directory + "/missing.txt");
+	EXPECT_EQ(1, result.exitCode);
+	EXPECT_NE(std::string::npos, result.output.find(bad3 + "(3,8): Newline in string literal\n")) << result.output;
+	EXPECT_NE(std::string::npos, result.output.find(bad1 + "(")) << result.output;
+	EXPECT_NE(std::string::npos, result.output.find("missing.txt: cannot open file")) << result.output;
+	EXPECT_EQ(std::string::npos, result.output.find(good3)) << result.output;
+}
+
+TEST_F(MintyardKVCommand, FormatRewritesWithTheProjectWriterKeepingTheFormat)
+{
+	const std::string kv3 = Write("doc.kv3",
+		"<!-- kv3 encoding:text:version{e21c7f3c-8a33-41c5-9977-a76d3a32aa0d} format:modeldoc32:version{01020304-0506-0708-090a-0b0c0d0e0f10} -->\n"
+		"{ rootNode = { _class = 'RootNode' children = [] } /* gone */ }");
+	Result_t result = RunTool("format " + kv3);
+	EXPECT_EQ(0, result.exitCode);
+	EXPECT_EQ("<!-- kv3 encoding:text:version{e21c7f3c-8a33-41c5-9977-a76d3a32aa0d} format:modeldoc32:version{01020304-0506-0708-090a-0b0c0d0e0f10} -->\n"
+			  "{\n\trootNode =\n\t{\n\t\t_class = \"RootNode\"\n\t\tchildren = []\n\t}\n}\n",
+		result.output);
+
+	const std::string kv1 = Write("doc.txt", "root { key value [$WIN32] other \"two words\" }");
+	result = RunTool("format " + kv1);
+	EXPECT_EQ(0, result.exitCode);
+	EXPECT_NE(std::string::npos, result.output.find("[$WIN32]")) << result.output; // nothing dropped
+	EXPECT_NE(std::string::npos, result.output.find("\"two words\"")) << result.output;
+
+	EXPECT_EQ(2, RunTool("").exitCode);
+	EXPECT_EQ(2, RunTool("format").exitCode);
+	EXPECT_EQ(1, RunTool("format " + m_Directory + "/missing.txt").exitCode);
+}
