@@ -95,6 +95,38 @@ size_t UTF8SequenceLength(const char *p)
 	return need + 1;
 }
 
+// Reads a run of decimal digits into `mantissa` (times ten per digit, without overflow checks:
+// callers count the digits). Eight bytes are examined at a time where eight remain before the
+// end of the text.
+inline const char *ReadDigits(const char *p, const char *end, uint64 &mantissa)
+{
+	static const uint64 s_powers[9] = { 1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000 };
+	while (end - p >= 8)
+	{
+		uint64 v;
+		memcpy(&v, p, 8);
+		// The high bit of a lane is set when its byte is no digit: below '0', above '9', or not ASCII.
+		const uint64 low7 = v & 0x7F7F7F7F7F7F7F7Full;
+		const uint64 aboveNine = low7 + 0x4646464646464646ull;
+		const uint64 notBelowZero = (v | 0x8080808080808080ull) - 0x3030303030303030ull;
+		const uint64 nonDigit = (aboveNine | ~notBelowZero | v) & 0x8080808080808080ull;
+		const int digits = nonDigit ? __builtin_ctzll(nonDigit) / 8 : 8;
+		if (digits == 0)
+			return p;
+		// Line the digits up at the top lanes and combine them pairwise into one number.
+		uint64 t = (v - 0x3030303030303030ull) << (8 * (8 - digits));
+		t = (t * 10) + (t >> 8);
+		t = (((t & 0x000000FF000000FFull) * (100 + (1000000ull << 32))) + (((t >> 16) & 0x000000FF000000FFull) * (1 + (10000ull << 32)))) >> 32;
+		mantissa = mantissa * s_powers[digits] + t;
+		p += digits;
+		if (digits < 8)
+			return p;
+	}
+	while (p < end && *p >= '0' && *p <= '9')
+		mantissa = mantissa * 10 + uint64(*p++ - '0');
+	return p;
+}
+
 bool ParseGuid(std::string_view text, uint8 out[16])
 {
 	// xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx; the first three groups are stored little-endian.
@@ -703,8 +735,7 @@ private:
 		// and longer numbers take the slow road below.
 		uint64 mantissa = 0;
 		const char *integerStart = m_p;
-		while (ClassOf(*m_p) & CC_DIGIT)
-			mantissa = mantissa * 10 + uint64(*m_p++ - '0');
+		m_p = ReadDigits(m_p, m_pEnd, mantissa);
 		const ptrdiff_t integerDigits = m_p - integerStart;
 		ptrdiff_t fractionDigits = 0;
 		bool bPoint = false;
@@ -712,8 +743,7 @@ private:
 		{
 			bPoint = true;
 			const char *fractionStart = ++m_p;
-			while (ClassOf(*m_p) & CC_DIGIT)
-				mantissa = mantissa * 10 + uint64(*m_p++ - '0');
+			m_p = ReadDigits(m_p, m_pEnd, mantissa);
 			fractionDigits = m_p - fractionStart;
 		}
 		const bool bExponent = *m_p == 'e' || *m_p == 'E';

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <random>
 #include <string>
@@ -105,6 +107,62 @@ TEST(KV3Text, ReadsEveryKindOfValue)
 	EXPECT_EQ(0x7f, blob->GetBinaryBlob()[2]);
 	EXPECT_EQ(4u, ArrayLength(FindMember(root, "list")));
 	EXPECT_EQ(3, FindMember(FindMember(FindMember(root, "table"), "inner"), "deeper")->GetInt64());
+}
+
+TEST(KV3Text, NumbersReadExactlyWhateverTheirLength)
+{
+	// Decimal texts of 1 to 24 digits with the point anywhere, read both by the parser and by
+	// the standard library; they must agree to the last bit.
+	std::mt19937 rng(7);
+	for (int round = 0; round < 20000; ++round)
+	{
+		const int digits = 1 + (int)(rng() % 24);
+		std::string text = (rng() & 1) ? "-" : "";
+		for (int i = 0; i < digits; ++i)
+			text += char('0' + rng() % 10);
+		const int point = (int)(rng() % (digits + 2)); // digits + 1: no point at all
+		if (point <= digits)
+			text.insert(text.size() - (size_t)digits + (size_t)point, ".");
+		if (rng() % 8 == 0)
+			text += V_Format("e%d", (int)(rng() % 40) - 20);
+		if (text == "-." || text == ".")
+			continue;
+		// In an array with more after it, and alone at the very end of the text.
+		for (const std::string &doc : { "[ " + text + ", 1 ]", text })
+		{
+			CKeyValues3Context context;
+			CUtlString error;
+			ASSERT_TRUE(LoadKV3Text_NoHeader(context.Root(), &error, doc, KV3_FORMAT_GENERIC)) << doc << ": " << error;
+			const KeyValues3 *value = context.Root()->IsArray() ? ArrayElement(context.Root(), 0) : context.Root();
+			const std::string &number = text;
+			if (value->GetType() == KV3_TYPE_DOUBLE)
+			{
+				double expected = 0;
+				std::from_chars(number.data(), number.data() + number.size(), expected);
+				ASSERT_EQ(expected, value->GetDouble()) << doc;
+				ASSERT_TRUE(point <= digits || text.find('e') != std::string::npos || digits >= 19) << doc;
+			}
+			else if (value->GetType() == KV3_TYPE_INT)
+				ASSERT_EQ(std::strtoll(number.c_str(), nullptr, 10), value->GetInt64()) << doc;
+			else
+			{
+				ASSERT_EQ(KV3_TYPE_UINT, value->GetType()) << doc;
+				ASSERT_EQ(std::strtoull(number.c_str(), nullptr, 10), value->GetUInt64()) << doc;
+			}
+		}
+	}
+	// The edges of the integer kinds.
+	CKeyValues3Context context;
+	KeyValues3 *root = Parse(context, WithHeader("[ 2147483647, 2147483648, -2147483648, -2147483649, 9223372036854775807, -9223372036854775808, 9223372036854775808, 18446744073709551615, 18446744073709551616, 00000000000000000000000042 ]"));
+	EXPECT_EQ(KV3_SUBTYPE_INT32, ArrayElement(root, 0)->GetSubType());
+	EXPECT_EQ(KV3_SUBTYPE_INT64, ArrayElement(root, 1)->GetSubType());
+	EXPECT_EQ(KV3_SUBTYPE_INT32, ArrayElement(root, 2)->GetSubType());
+	EXPECT_EQ(KV3_SUBTYPE_INT64, ArrayElement(root, 3)->GetSubType());
+	EXPECT_EQ(INT64_MIN, ArrayElement(root, 5)->GetInt64());
+	EXPECT_EQ(9223372036854775808ull, ArrayElement(root, 6)->GetUInt64());
+	EXPECT_EQ(KV3_TYPE_DOUBLE, ArrayElement(root, 8)->GetType()); // beyond 64 bits
+	EXPECT_EQ(18446744073709551616.0, ArrayElement(root, 8)->GetDouble());
+	EXPECT_EQ(42, ArrayElement(root, 9)->GetInt64());
 }
 
 TEST(KV3Text, SingleQuotesAndMultiLineStrings)
