@@ -205,19 +205,8 @@ bool KeyValues::Impl::Fail(const char *at, const char *fmt, ...)
 	if (!error.message.empty())
 		return false;
 	// Lines and columns are counted only here, when something went wrong.
-	int line = 1;
-	const char *lineStart = m_pBegin;
-	for (const char *q = m_pBegin; q < at; ++q)
-	{
-		if (*q == '\n')
-		{
-			++line;
-			lineStart = q + 1;
-		}
-	}
 	error.file = m_File;
-	error.line = line;
-	error.column = (int)V_UTF8CodePointCount(lineStart, (size_t)(at - lineStart)) + 1;
+	V_TextPosition(m_pBegin, at, error.line, error.column);
 	va_list args;
 	va_start(args, fmt);
 	error.message = V_FormatV(fmt, args);

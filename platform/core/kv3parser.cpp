@@ -243,20 +243,7 @@ private:
 
 	bool Fail(const char *at, const char *fmt, ...) FMTFUNCTION(3, 4)
 	{
-		if (at > m_pEnd)
-			at = m_pEnd;
-		int line = 1;
-		const char *lineStart = m_pBegin;
-		for (const char *q = m_pBegin; q < at; ++q)
-		{
-			if (*q == '\n')
-			{
-				++line;
-				lineStart = q + 1;
-			}
-		}
-		m_Error.line = line;
-		m_Error.column = (int)V_UTF8CodePointCount(lineStart, (size_t)(at - lineStart)) + 1;
+		V_TextPosition(m_pBegin, at > m_pEnd ? m_pEnd : at, m_Error.line, m_Error.column);
 		va_list args;
 		va_start(args, fmt);
 		m_Error.message = V_FormatV(fmt, args);

@@ -210,6 +210,21 @@ size_t V_UTF8CodePointCount(const char *text, size_t length)
 	return count;
 }
 
+void V_TextPosition(const char *begin, const char *at, int &line, int &column)
+{
+	line = 1;
+	const char *lineStart = begin;
+	for (const char *q = begin; q < at; ++q)
+	{
+		if (*q == '\n')
+		{
+			++line;
+			lineStart = q + 1;
+		}
+	}
+	column = (int)V_UTF8CodePointCount(lineStart, (size_t)(at - lineStart)) + 1;
+}
+
 int V_FormatDouble(double value, char *buffer, size_t bufferSize)
 {
 	if (bufferSize < V_DOUBLE_TEXT_SIZE)

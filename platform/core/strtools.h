@@ -37,6 +37,9 @@ bool V_IsValidUTF8(const char *text, size_t length, size_t *pBadOffset = nullptr
 // Number of code points in the first `length` bytes (continuation bytes are not counted).
 size_t V_UTF8CodePointCount(const char *text, size_t length);
 
+// The 1-based line and column (in characters) of `at` within the text that starts at `begin`.
+void V_TextPosition(const char *begin, const char *at, int &line, int &column);
+
 // Shortest text that reads back to the same double; always has a '.', an exponent, or is one
 // of "nan", "inf", "-inf", so that a reader can tell it from an integer. Returns the length.
 enum { V_DOUBLE_TEXT_SIZE = 40 };

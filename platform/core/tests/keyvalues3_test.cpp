@@ -9,23 +9,8 @@
 #include "core/kv3text.h"
 #include "core/logging.h"
 #include "core/strtools.h"
+#include "core/tests/test_support.h"
 
-namespace
-{
-// Collects log lines while it lives.
-class CCaptureLog : public ILoggingListener
-{
-public:
-	CCaptureLog()
-	{
-		LoggingSystem_PushLoggingState(true);
-		LoggingSystem_RegisterLoggingListener(this);
-	}
-	~CCaptureLog() { LoggingSystem_PopLoggingState(); }
-	void Log(const LoggingContext_t &, const char *message) override { m_Text += message; }
-	std::string m_Text;
-};
-} // namespace
 
 TEST(KV3Values, KindNamesInOrderAndUnknownBeyond)
 {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -8,6 +7,7 @@
 
 #include "core/fileio.h"
 #include "core/keyvalues.h"
+#include "core/tests/test_support.h"
 #include "core/keyvalues3.h"
 #include "core/strtools.h"
 
@@ -536,48 +536,29 @@ TEST(KeyValuesText, UTF16LittleEndianIsConverted)
 	EXPECT_NE(std::string::npos, LoadError(bytes + "x").message.find("middle of a character"));
 }
 
-TEST(KeyValuesText, LargeBlocksLoadInLinearTime)
+TEST(KeyValuesText, LargeBlocksLoadCompletely)
 {
+	// Loading speed is measured in build/bench/documents_bench; here, that nothing is lost.
 	std::string text = "big\n{\n";
 	const int count = 200000;
 	for (int i = 0; i < count; ++i)
 		text += "\t\"key" + std::to_string(i) + "\"\t\t\"value " + std::to_string(i) + "\"\n";
 	text += "}\n";
-	const auto start = std::chrono::steady_clock::now();
 	KeyValues kv("");
 	ASSERT_TRUE(Load(kv, text));
-	const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 	int loaded = 0;
 	for (const KeyValues *k = kv.GetFirstSubKey(); k; k = k->GetNextKey())
 		++loaded;
 	EXPECT_EQ(count, loaded);
 	EXPECT_STREQ("value 199999", kv.GetString("key199999"));
-	// A quadratic append would take minutes here.
-	EXPECT_LT(seconds, 3.0);
 }
 
 class KeyValuesFiles : public ::testing::Test
 {
 protected:
-	void SetUp() override
-	{
-		char pattern[] = "/tmp/kv1_test_XXXXXX";
-		ASSERT_NE(nullptr, mkdtemp(pattern));
-		m_Directory = pattern;
-	}
-	void TearDown() override
-	{
-		std::error_code ignored;
-		std::filesystem::remove_all(m_Directory, ignored);
-	}
-	std::string Write(const std::string &name, const std::string &text)
-	{
-		const std::string path = m_Directory + "/" + name;
-		std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-		EXPECT_TRUE(Plat_WriteFileAtomic(path.c_str(), text.data(), text.size()));
-		return path;
-	}
-	std::string m_Directory;
+	std::string Write(const std::string &name, const std::string &text) { return m_Temp.Write(name, text); }
+	CTempDirectory m_Temp;
+	const std::string &m_Directory = m_Temp.Path();
 };
 
 TEST_F(KeyValuesFiles, IncludeInsertsKeysAndBaseFillsGaps)

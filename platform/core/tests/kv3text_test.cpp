@@ -7,12 +7,11 @@
 #include <random>
 #include <string>
 
-#include <unistd.h>
-
 #include "core/fileio.h"
 #include "core/keyvalues3.h"
 #include "core/kv3text.h"
 #include "core/strtools.h"
+#include "core/tests/test_support.h"
 
 namespace
 {
@@ -465,9 +464,8 @@ TEST(KV3Text, WriteThenReadGivesAnEqualDocument)
 
 TEST(KV3Text, LargeStringsAndFilesThroughTheFileSystem)
 {
-	char directory[] = "/tmp/kv3textXXXXXX";
-	ASSERT_NE(nullptr, mkdtemp(directory));
-	const std::string path = std::string(directory) + "/doc.kv3";
+	CTempDirectory directory;
+	const std::string path = directory.Path("doc.kv3");
 
 	CKeyValues3Context source;
 	SetMemberString(source.Root(), "huge", std::string(8 << 20, 'x'));
@@ -482,11 +480,8 @@ TEST(KV3Text, LargeStringsAndFilesThroughTheFileSystem)
 	// A named search path needs the tool's file system.
 	EXPECT_FALSE(LoadKV3FromFile(&loaded, &error, path.c_str(), "GAME", KV3_FORMAT_GENERIC));
 	EXPECT_NE(std::string::npos, error.find("\"GAME\""));
-	EXPECT_FALSE(LoadKV3FromFile(&loaded, &error, (std::string(directory) + "/missing.kv3").c_str(), "", KV3_FORMAT_GENERIC));
+	EXPECT_FALSE(LoadKV3FromFile(&loaded, &error, directory.Path("missing.kv3").c_str(), "", KV3_FORMAT_GENERIC));
 	EXPECT_NE(std::string::npos, error.find("missing.kv3: cannot open file"));
 	// The failed loads left the document alone.
 	EXPECT_EQ(8u << 20, FindMember(loaded.Root(), "huge")->GetStringLength());
-
-	unlink(path.c_str());
-	rmdir(directory);
 }

@@ -5,6 +5,7 @@
 #include "core/kv3text.h"
 #include "core/kv3transfer.h"
 #include "core/logging.h"
+#include "core/tests/test_support.h"
 
 namespace
 {
@@ -220,23 +221,6 @@ template <typename R> bool LoadFromText(R &record, const char *text, CUtlString 
 	return context.IsOk();
 }
 
-class CCaptureLog : public ILoggingListener
-{
-public:
-	CCaptureLog()
-	{
-		LoggingSystem_PushLoggingState(true);
-		LoggingSystem_RegisterLoggingListener(this);
-	}
-	~CCaptureLog() { LoggingSystem_PopLoggingState(); }
-	void Log(const LoggingContext_t &context, const char *message) override
-	{
-		m_Text += message;
-		m_LastSeverity = context.severity;
-	}
-	std::string m_Text;
-	LoggingSeverity_t m_LastSeverity = LS_MESSAGE;
-};
 } // namespace
 
 TEST(KV3Transfer, SaveThenLoadGivesAnEqualRecordWithMembersInOrder)

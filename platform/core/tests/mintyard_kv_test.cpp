@@ -5,7 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "core/fileio.h"
+#include "core/tests/test_support.h"
 
 namespace
 {
@@ -34,27 +34,8 @@ Result_t RunTool(const std::string &arguments)
 class MintyardKVCommand : public testing::Test
 {
 protected:
-	void SetUp() override
-	{
-		char directory[] = "/tmp/mintyardkvXXXXXX";
-		ASSERT_NE(nullptr, mkdtemp(directory));
-		m_Directory = directory;
-	}
-	void TearDown() override
-	{
-		for (const std::string &path : m_Files)
-			unlink(path.c_str());
-		rmdir(m_Directory.c_str());
-	}
-	std::string Write(const char *name, const std::string &text)
-	{
-		const std::string path = m_Directory + "/" + name;
-		EXPECT_TRUE(Plat_WriteFileAtomic(path.c_str(), text.data(), text.size()));
-		m_Files.push_back(path);
-		return path;
-	}
-	std::string m_Directory;
-	std::vector<std::string> m_Files;
+	std::string Write(const char *name, const std::string &text) { return m_Directory.Write(name, text); }
+	CTempDirectory m_Directory;
 };
 
 const char *kHeader =
@@ -72,7 +53,7 @@ TEST_F(MintyardKVCommand, CheckReportsEachBadFileAndExitsOne)
 	EXPECT_EQ(0, result.exitCode);
 	EXPECT_EQ("", result.output);
 
-	result = RunTool("check " + good3 + " " + bad3 + " " + good1 + " " + bad1 + " " + m_Directory + "/missing.txt");
+	result = RunTool("check " + good3 + " " + bad3 + " " + good1 + " " + bad1 + " " + m_Directory.Path("missing.txt"));
 	EXPECT_EQ(1, result.exitCode);
 	EXPECT_NE(std::string::npos, result.output.find(bad3 + "(3,8): Newline in string literal\n")) << result.output;
 	EXPECT_NE(std::string::npos, result.output.find(bad1 + "(")) << result.output;
@@ -99,5 +80,5 @@ TEST_F(MintyardKVCommand, FormatRewritesWithTheProjectWriterKeepingTheFormat)
 
 	EXPECT_EQ(2, RunTool("").exitCode);
 	EXPECT_EQ(2, RunTool("format").exitCode);
-	EXPECT_EQ(1, RunTool("format " + m_Directory + "/missing.txt").exitCode);
+	EXPECT_EQ(1, RunTool("format " + m_Directory.Path("missing.txt")).exitCode);
 }

@@ -1,7 +1,7 @@
 // Parse and write speed of KV3 text, against RapidJSON's DOM parser on the same document in
-// JSON form, and the peak memory of a KV3 parse.
+// JSON form, the peak memory of a KV3 parse, and the load and save speed of KV1 text.
 //
-//   build/bench/kv3_bench --benchmark_counters_tabular=true
+//   build/bench/documents_bench --benchmark_counters_tabular=true
 //
 // The document is generated (about 10 MB of KV3 text): an array of item tables with short and
 // long strings, integers, doubles, bools, vectors and arrays of numbers, nested tables and
@@ -20,6 +20,7 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
+#include "core/keyvalues.h"
 #include "core/keyvalues3.h"
 #include "core/kv3text.h"
 #include "core/strtools.h"
@@ -272,6 +273,62 @@ void BM_KV3Write(benchmark::State &state)
 	state.SetBytesProcessed((int64_t)(state.iterations() * doc.kv3Text.Size()));
 }
 BENCHMARK(BM_KV3Write)->Unit(benchmark::kMillisecond);
+
+// KV1: the same items as a game script writes them ("items" { "N" { "key" "value" ... } }).
+const CUtlBuffer &GetKV1Text()
+{
+	static CUtlBuffer *s_pText = [] {
+		const Document_t &doc = GetDocument();
+		CKeyValues3Context context;
+		CUtlString error;
+		LoadKV3(&context, &error, &doc.kv3Text, KV3_FORMAT_GENERIC);
+		KeyValues root("items_game");
+		KeyValues *items = root.FindKey("items", true);
+		FindMember(context.Root(), "items")->ForEachArrayElement([&](const KeyValues3 *item) {
+			KeyValues *block = items->CreateNewKey();
+			item->ForEachMember([&](std::string_view name, uint32, const KeyValues3 *member) {
+				CUtlString text;
+				ReadString(member, text);
+				block->SetString(CUtlString(name).c_str(), member->IsTable() ? "<table>" : text.c_str());
+			});
+		});
+		CUtlBuffer *text = new CUtlBuffer(CUtlBuffer::TEXT_BUFFER);
+		root.SaveToBuffer(*text);
+		return text;
+	}();
+	return *s_pText;
+}
+
+void BM_KV1Load(benchmark::State &state)
+{
+	const CUtlBuffer &text = GetKV1Text();
+	for (auto _ : state)
+	{
+		KeyValues root("items_game");
+		CUtlString error;
+		if (!root.LoadFromBuffer("items_game.txt", text, nullptr, nullptr, KV1LoadOptions_t(), &error))
+			state.SkipWithError(error.c_str());
+		benchmark::DoNotOptimize(root.GetFirstSubKey());
+	}
+	state.SetBytesProcessed((int64_t)(state.iterations() * text.Size()));
+	state.counters["doc_MB"] = (double)text.Size() / (1 << 20);
+}
+BENCHMARK(BM_KV1Load)->Unit(benchmark::kMillisecond);
+
+void BM_KV1Save(benchmark::State &state)
+{
+	const CUtlBuffer &text = GetKV1Text();
+	KeyValues root("items_game");
+	root.LoadFromBuffer("items_game.txt", text);
+	for (auto _ : state)
+	{
+		CUtlBuffer out(CUtlBuffer::TEXT_BUFFER);
+		root.SaveToBuffer(out);
+		benchmark::DoNotOptimize(out.Base());
+	}
+	state.SetBytesProcessed((int64_t)(state.iterations() * text.Size()));
+}
+BENCHMARK(BM_KV1Save)->Unit(benchmark::kMillisecond);
 } // namespace
 
 BENCHMARK_MAIN();
