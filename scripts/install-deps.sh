@@ -6,6 +6,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev rapidjson-dev zlib1g-dev
   clang libclang-rt-14-dev
+  unzip python3
 )
 
 missing=()
