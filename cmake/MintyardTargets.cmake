@@ -23,20 +23,29 @@ else()
   endif()
 endif()
 
-# mintyard_test(<name> SOURCES <files...> LIBS <targets...> [LABELS <labels...>])
+# mintyard_test(<name> [QT] SOURCES <files...> LIBS <targets...> [LABELS <labels...>])
 # One GoogleTest executable; each test case becomes a CTest test, discovered when CTest runs.
+# With QT the executable gets a main that makes a QApplication on the offscreen platform
+# (unless QT_QPA_PLATFORM says otherwise), for widget tests.
 function(mintyard_test name)
   if(NOT MINTYARD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
-  add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gtest_main)
+  cmake_parse_arguments(ARG "QT" "" "SOURCES;LIBS;LABELS" ${ARGN})
+  if(ARG_QT)
+    find_package(Qt5 REQUIRED COMPONENTS Widgets Test)
+    add_executable(${name} ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/platform/core/tests/qt_gtest_main.cpp)
+    target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest Qt5::Widgets Qt5::Test)
+  else()
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gtest_main)
+  endif()
+  target_compile_definitions(${name} PRIVATE MINTYARD_SOURCE_DIR="${PROJECT_SOURCE_DIR}" MINTYARD_BINARY_DIR="${CMAKE_BINARY_DIR}")
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
     WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
-    PROPERTIES LABELS "${ARG_LABELS}" ENVIRONMENT "MINTYARD_SOURCE_DIR=${CMAKE_SOURCE_DIR}")
+    PROPERTIES LABELS "${ARG_LABELS}" ENVIRONMENT "MINTYARD_SOURCE_DIR=${CMAKE_SOURCE_DIR};QT_QPA_PLATFORM=offscreen")
 endfunction()
 
 # mintyard_bench(<name> SOURCES <files...> LIBS <targets...>)

@@ -1,8 +1,37 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and starts the tool on the sample game.
+#
+#   scripts/run.sh                                      zarn, addon mode (0)
+#   scripts/run.sh -mintyard_items                      zarn, item mode (1)
+#   scripts/run.sh -quern_mintyard                      quern addon mode (2)
+#   scripts/run.sh -game sample/game/tolva              tolva map mode (3)
+#   scripts/run.sh -game sample/game/tolva -mintyard_items   tolva item mode (4)
+#
+# Any other host option (+console variables, -addon NAME, -item_file PATH) is passed on.
 set -euo pipefail
-cd "$(dirname "$0")/.."
+top="$(cd "$(dirname "$0")/.." && pwd)"
+cd "$top"
 scripts/install-deps.sh
 scripts/build.sh
-echo "Built into build/. The tool host comes with the tool shell; for now the command-line"
-echo "tools are ready: build/bin/mintyard_kv check FILE..."
+
+if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ] && [ -z "${QT_QPA_PLATFORM:-}" ]; then
+  echo "This machine has no display. Start the tool under a virtual one with:"
+  echo "  xvfb-run -a scripts/run.sh $*"
+  exit 1
+fi
+
+game="$top/sample/game/zarn"
+args=()
+while [ $# -gt 0 ]; do
+  if [ "$1" = "-game" ] && [ $# -ge 2 ]; then
+    case "$2" in /*) game="$2" ;; *) game="$top/$2" ;; esac
+    shift 2
+  else
+    args+=("$1")
+    shift
+  fi
+done
+
+# The host runs from build/, so that the packer the tool starts as "bin/bdl" is found.
+cd "$top/build"
+exec bin/mintyard_host -game "$game" "${args[@]}"

@@ -3,6 +3,7 @@
 #include <cfloat>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <mutex>
 #include <vector>
 
@@ -99,6 +100,18 @@ const KV3ClassInfo_t *KV3FindClass(std::string_view name)
 			return info;
 	}
 	return nullptr;
+}
+
+void KV3GetRegisteredClasses(const char *module, CUtlVector<const KV3ClassInfo_t *> &out)
+{
+	out.clear();
+	ClassRegistry_t &registry = Registry();
+	std::lock_guard<std::mutex> lock(registry.mutex);
+	for (const KV3ClassInfo_t *info : registry.classes)
+	{
+		if (!module || (info->m_pszModule && strcmp(info->m_pszModule, module) == 0))
+			out.push_back(info);
+	}
 }
 
 void KV3LogTransferFailure(LoggingSeverity_t severity, const char *format, const CBufferString &text)

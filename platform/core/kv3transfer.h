@@ -103,6 +103,8 @@ public:
 // (KV3_DEFINE_POLYMORPHIC_CLASS); lookups come later, on any thread.
 void KV3RegisterClass(const KV3ClassInfo_t *pInfo);
 const KV3ClassInfo_t *KV3FindClass(std::string_view name);
+// Every registered class of a module (every class when module is null), in order of registration.
+void KV3GetRegisteredClasses(const char *module, CUtlVector<const KV3ClassInfo_t *> &out);
 
 // Defines ClassName::GetKV3ClassInfo, ClassName::s_KV3ClassInfo and the registration. The class
 // declares them with KV3_DECLARE_POLYMORPHIC_CLASS() in its body.

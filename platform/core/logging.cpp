@@ -1,6 +1,9 @@
 #include "core/logging.h"
 
 #include <cstdio>
+#include <execinfo.h>
+#include <fcntl.h>
+#include <unistd.h>
 #include <cstdlib>
 #include <mutex>
 #include <thread>
@@ -259,6 +262,27 @@ FatalErrorHandler_t SetFatalErrorHandler(FatalErrorHandler_t handler)
 	FatalErrorHandler_t previous = s_pFatalHandler;
 	s_pFatalHandler = handler;
 	return previous;
+}
+
+CUtlString Plat_WriteCrashReport(const char *comment)
+{
+	const char *folder = getenv("TMPDIR");
+	const CUtlString path = V_Format("%s/mintyard_crash_%d.txt", folder && *folder ? folder : "/tmp", (int)getpid());
+	const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+	if (fd >= 0)
+	{
+		const CUtlString header = V_Format("Mintyard crash report\ncomment: %s\n\n", comment ? comment : "");
+		if (write(fd, header.data(), header.size()) < 0)
+		{
+			// nothing more can be done on this path
+		}
+		void *frames[64];
+		const int count = backtrace(frames, 64);
+		backtrace_symbols_fd(frames, count, fd);
+		close(fd);
+	}
+	LoggingSystem_Log(LOG_GENERAL, LS_ERROR, "Crash report (%s) written to %s\n", comment ? comment : "", path.c_str());
+	return path;
 }
 
 void Plat_FatalError(const char *fmt, ...)

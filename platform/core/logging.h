@@ -7,6 +7,7 @@
 #include <cstdarg>
 
 #include "core/platform.h"
+#include "core/utlstring.h"
 
 enum LoggingSeverity_t
 {
@@ -85,5 +86,9 @@ bool ThreadInMainThread();
 // Fatal errors: the message is logged as an error, the handler runs, and the process ends with
 // exit code 1. A handler may record the message or clean up; it cannot stop the exit.
 typedef void (*FatalErrorHandler_t)(const char *message);
+
+// Writes a crash report (the comment and a backtrace of the calling thread) to
+// $TMPDIR/mintyard_crash_<pid>.txt (/tmp when unset) and logs where it is. Returns the path.
+CUtlString Plat_WriteCrashReport(const char *comment);
 FatalErrorHandler_t SetFatalErrorHandler(FatalErrorHandler_t handler);
 [[noreturn]] void Plat_FatalError(const char *fmt, ...) FMTFUNCTION(1, 2);
