@@ -42,10 +42,14 @@ function(mintyard_test name)
   endif()
   target_compile_definitions(${name} PRIVATE MINTYARD_SOURCE_DIR="${PROJECT_SOURCE_DIR}" MINTYARD_BINARY_DIR="${CMAKE_BINARY_DIR}")
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  set(properties ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+  if(ARG_LABELS)
+    list(APPEND properties LABELS "${ARG_LABELS}")
+  endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
     WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
-    PROPERTIES LABELS "${ARG_LABELS}" ENVIRONMENT "MINTYARD_SOURCE_DIR=${CMAKE_SOURCE_DIR};QT_QPA_PLATFORM=offscreen")
+    PROPERTIES ${properties})
 endfunction()
 
 # mintyard_bench(<name> SOURCES <files...> LIBS <targets...>)

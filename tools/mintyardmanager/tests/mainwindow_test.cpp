@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTimer>
@@ -62,9 +63,10 @@ protected:
 	void TearDown() override
 	{
 		CMintyardManagerTool *tool = MintyardManagerTool();
-		if (CMainWindow *window = tool->GetMainWindow(); window && m_bStarted)
+		// The tool keeps its pointer after the window is gone; the guarded one knows.
+		if (m_pWindow)
 		{
-			window->close();
+			m_pWindow->close();
 			QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 		}
 		if (m_bStarted)
@@ -100,6 +102,7 @@ protected:
 		m_bStarted = true;
 		AnswerNextModal(&m_StartBox); // the listing finds no service
 		tool->PostInitTool();
+		m_pWindow = tool->GetMainWindow();
 		return tool->GetMainWindow();
 	}
 
@@ -123,6 +126,7 @@ protected:
 	std::unique_ptr<CToolFrameworkHost> m_pHost;
 	ModalAnswer_t m_StartBox;
 	bool m_bStarted = false;
+	QPointer<CMainWindow> m_pWindow;
 };
 
 QStringList ActionTexts(const QList<QAction *> &actions)
