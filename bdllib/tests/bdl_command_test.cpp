@@ -1,0 +1,189 @@
+// The bdl command end to end: make, list, test and unpack packs, run as a separate process.
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "bdl_test_support.h"
+#include "core/strtools.h"
+
+#ifndef BDL_PATH
+#error "BDL_PATH must name the bdl executable"
+#endif
+
+namespace
+{
+struct Result_t
+{
+	int code;
+	std::string output; // standard output and standard error together
+};
+
+Result_t RunBdl(const std::string &workingFolder, const std::string &arguments)
+{
+	const std::string command = "cd '" + workingFolder + "' && '" BDL_PATH "' " + arguments + " 2>&1";
+	Result_t result{ -1, "" };
+	FILE *pipe = popen(command.c_str(), "r");
+	if (!pipe)
+		return result;
+	char chunk[4096];
+	size_t got;
+	while ((got = fread(chunk, 1, sizeof(chunk), pipe)) > 0)
+		result.output.append(chunk, got);
+	const int status = pclose(pipe);
+	result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+	return result;
+}
+
+std::string Bytes(size_t size, unsigned seed)
+{
+	std::string data(size, 0);
+	uint32 state = seed;
+	for (char &c : data)
+	{
+		state = state * 1664525u + 1013904223u;
+		c = (char)(state >> 24);
+	}
+	return data;
+}
+} // namespace
+
+TEST(BdlCommand, MakeListTestAndUnpack)
+{
+	CTempDirectory dir;
+	dir.Write("work/readme.txt", "read me\n");
+	dir.Write("work/models/Hat.ZMDL", Bytes(70000, 1));
+	dir.Write("work/models/textures/hat_color.tga", Bytes(3000, 2));
+	const std::string work = dir.Path("work");
+
+	Result_t made = RunBdl(work, "a out.bdl readme.txt models/Hat.ZMDL ./models/textures/../textures/hat_color.tga");
+	ASSERT_EQ(made.code, 0) << made.output;
+	EXPECT_NE(made.output.find("added models/Hat.ZMDL"), std::string::npos) << made.output;
+
+	// The pack is what the library reads, under names relative to the working folder.
+	{
+		CTestFileSystem fs;
+		CPackedStore store((work + "/out.bdl").c_str(), fs.Get(), 0);
+		EXPECT_EQ(store.GetFileCount(), 3);
+		EXPECT_FALSE(store.IsMultiChunk());
+		EXPECT_EQ(ReadPacked(store, "readme.txt"), "read me\n");
+		EXPECT_EQ(ReadPacked(store, "models/hat.zmdl"), Bytes(70000, 1));
+		EXPECT_EQ(ReadPacked(store, "models/textures/hat_color.tga"), Bytes(3000, 2));
+	}
+
+	Result_t listed = RunBdl(work, "l out.bdl");
+	ASSERT_EQ(listed.code, 0) << listed.output;
+	const uint32 crc = CRC32_ProcessSingleBuffer("read me\n", 8);
+	EXPECT_NE(listed.output.find(V_Format("%08x", crc)), std::string::npos) << listed.output;
+	EXPECT_NE(listed.output.find("models/hat.zmdl"), std::string::npos) << listed.output;
+	EXPECT_NE(listed.output.find("70000"), std::string::npos) << listed.output;
+	EXPECT_NE(listed.output.find("3 files, version 2"), std::string::npos) << listed.output;
+
+	Result_t tested = RunBdl(work, "t out.bdl");
+	EXPECT_EQ(tested.code, 0) << tested.output;
+	EXPECT_NE(tested.output.find("3 files OK, MD5 self hash OK"), std::string::npos) << tested.output;
+
+	Result_t unpacked = RunBdl(work, "x out.bdl " + dir.Path("unpacked"));
+	ASSERT_EQ(unpacked.code, 0) << unpacked.output;
+	EXPECT_EQ(ReadAll(dir.Path("unpacked/readme.txt")), "read me\n");
+	EXPECT_EQ(ReadAll(dir.Path("unpacked/models/hat.zmdl")), Bytes(70000, 1));
+	EXPECT_EQ(ReadAll(dir.Path("unpacked/models/textures/hat_color.tga")), Bytes(3000, 2));
+
+	// Making the pack again replaces it; a missing ".bdl" is added.
+	made = RunBdl(work, "a out readme.txt");
+	ASSERT_EQ(made.code, 0) << made.output;
+	listed = RunBdl(work, "l out.bdl");
+	EXPECT_NE(listed.output.find("1 files"), std::string::npos) << listed.output;
+}
+
+TEST(BdlCommand, RefusesFilesOutsideTheWorkingFolder)
+{
+	CTempDirectory dir;
+	dir.Write("outside.txt", "outside");
+	dir.Write("work/inside.txt", "inside");
+	const std::string work = dir.Path("work");
+	for (const std::string &file : { std::string("../outside.txt"), dir.Path("outside.txt"), std::string("sub/../../outside.txt") })
+	{
+		Result_t result = RunBdl(work, "a out.bdl inside.txt " + file);
+		EXPECT_EQ(result.code, 1) << result.output;
+		EXPECT_NE(result.output.find("outside the current folder"), std::string::npos) << result.output;
+	}
+	EXPECT_FALSE(std::filesystem::exists(work + "/out.bdl"));
+	Result_t missing = RunBdl(work, "a out.bdl nothing.txt");
+	EXPECT_EQ(missing.code, 1);
+	EXPECT_NE(missing.output.find("nothing.txt: no such file"), std::string::npos) << missing.output;
+}
+
+TEST(BdlCommand, TestFindsDamage)
+{
+	CTempDirectory dir;
+	dir.Write("work/a.txt", "aaaaaaaaaa");
+	dir.Write("work/b.txt", "bbbbbbbbbb");
+	const std::string work = dir.Path("work");
+	ASSERT_EQ(RunBdl(work, "a pack.bdl a.txt b.txt").code, 0);
+	const std::string good = ReadAll(work + "/pack.bdl");
+
+	// A changed data byte: the CRC of that file and the self hash both fail.
+	std::string data = good;
+	const size_t at = data.find("aaaaaaaaaa");
+	ASSERT_NE(at, std::string::npos);
+	data[at + 3] = 'X';
+	WriteAll(work + "/data.bdl", data);
+	Result_t result = RunBdl(work, "t data.bdl");
+	EXPECT_EQ(result.code, 1) << result.output;
+	EXPECT_NE(result.output.find("a.txt: CRC mismatch"), std::string::npos) << result.output;
+	EXPECT_NE(result.output.find("MD5 self hash mismatch"), std::string::npos) << result.output;
+	EXPECT_EQ(result.output.find("b.txt: CRC mismatch"), std::string::npos) << result.output;
+
+	// A changed byte in the hashes only: every CRC holds, the self hash does not.
+	std::string hashes = good;
+	hashes[hashes.size() - 40] ^= 0x55;
+	WriteAll(work + "/hash.bdl", hashes);
+	result = RunBdl(work, "t hash.bdl");
+	EXPECT_EQ(result.code, 1) << result.output;
+	EXPECT_EQ(result.output.find("CRC mismatch"), std::string::npos) << result.output;
+	EXPECT_NE(result.output.find("MD5 self hash mismatch"), std::string::npos) << result.output;
+
+	// A file that is no pack ends in the store's fatal message.
+	WriteAll(work + "/noise.bdl", std::string(100, 'n'));
+	result = RunBdl(work, "t noise.bdl");
+	EXPECT_EQ(result.code, 1);
+	EXPECT_NE(result.output.find("corrupt"), std::string::npos) << result.output;
+
+	result = RunBdl(work, "l missing.bdl");
+	EXPECT_EQ(result.code, 1);
+	EXPECT_NE(result.output.find("no such pack"), std::string::npos) << result.output;
+}
+
+TEST(BdlCommand, UnpackRefusesNamesThatLeaveTheFolder)
+{
+	CTempDirectory dir;
+	const std::string work = dir.Path("work");
+	std::filesystem::create_directories(work);
+	// Names as a hostile pack may hold them: climbing out, absolute, with a drive.
+	const std::string tree = Z("txt") + Z("..") + Z("evil") + EmbeddedEntry("E", 0) + Z("") + Z("/tmp") + Z("abs") + EmbeddedEntry("E", 0) + Z("") +
+		Z("c:") + Z("drive") + EmbeddedEntry("E", 0) + Z("") + Z("safe/../..") + Z("sneaky") + EmbeddedEntry("E", 0) + Z("") + Z("ok") +
+		Z("fine") + EmbeddedEntry("F", 1) + Z("") + Z("") + Z("");
+	WriteAll(work + "/hostile.bdl", HeaderV1(tree.size()) + tree + "EF");
+	Result_t result = RunBdl(work, "x hostile.bdl " + dir.Path("out/inner"));
+	EXPECT_EQ(result.code, 1) << result.output;
+	for (const char *name : { "../evil.txt", "/tmp/abs.txt", "c:/drive.txt", "safe/../../sneaky.txt" })
+		EXPECT_NE(result.output.find(std::string(name) + ": refused"), std::string::npos) << name << "\n" << result.output;
+	EXPECT_EQ(ReadAll(dir.Path("out/inner/ok/fine.txt")), "F");
+	EXPECT_FALSE(std::filesystem::exists(dir.Path("out/evil.txt")));
+	EXPECT_FALSE(std::filesystem::exists("/tmp/abs.txt") && ReadAll("/tmp/abs.txt") == "E");
+	EXPECT_FALSE(std::filesystem::exists(dir.Path("sneaky.txt")));
+}
+
+TEST(BdlCommand, Usage)
+{
+	CTempDirectory dir;
+	for (const char *arguments : { "", "a", "a only_target.bdl", "q x.bdl", "l", "l a.bdl b.bdl", "x a.bdl", "ab x.bdl y" })
+	{
+		Result_t result = RunBdl(dir.Path(), arguments);
+		EXPECT_EQ(result.code, 2) << arguments;
+		EXPECT_NE(result.output.find("usage: bdl"), std::string::npos) << arguments;
+	}
+}
