@@ -64,55 +64,101 @@ const uint32 s_md5Sine[64] = {
 	0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb, 0xeb86d391,
 };
 
-const int s_md5Shift[64] = {
-	7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22,
-	5, 9, 14, 20, 5, 9, 14, 20, 5, 9, 14, 20, 5, 9, 14, 20,
-	4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23,
-	6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21,
-};
 
+// One step of a round: a = b + ((a + f(b, c, d) + word + constant) <<< shift).
+#define MD5_STEP(f, a, b, c, d, word, constant, shift) \
+	a += f(b, c, d) + (word) + (constant); \
+	a = RotateLeft(a, shift) + b
+
+inline uint32 MD5_F(uint32 x, uint32 y, uint32 z) { return z ^ (x & (y ^ z)); }
+inline uint32 MD5_G(uint32 x, uint32 y, uint32 z) { return y ^ (z & (x ^ y)); }
+inline uint32 MD5_H(uint32 x, uint32 y, uint32 z) { return x ^ y ^ z; }
+inline uint32 MD5_I(uint32 x, uint32 y, uint32 z) { return y ^ (x | ~z); }
+
+// The 64 steps written out: the compiler keeps everything in registers, which the table-driven
+// loop could not.
 void MD5Transform(uint32 state[4], const uint8 block[64])
 {
 	uint32 m[16];
 	for (int i = 0; i < 16; ++i)
 		m[i] = (uint32)block[i * 4] | ((uint32)block[i * 4 + 1] << 8) | ((uint32)block[i * 4 + 2] << 16) | ((uint32)block[i * 4 + 3] << 24);
-
 	uint32 a = state[0], b = state[1], c = state[2], d = state[3];
-	for (int i = 0; i < 64; ++i)
-	{
-		uint32 f;
-		int g;
-		if (i < 16)
-		{
-			f = (b & c) | (~b & d);
-			g = i;
-		}
-		else if (i < 32)
-		{
-			f = (d & b) | (~d & c);
-			g = (5 * i + 1) & 15;
-		}
-		else if (i < 48)
-		{
-			f = b ^ c ^ d;
-			g = (3 * i + 5) & 15;
-		}
-		else
-		{
-			f = c ^ (b | ~d);
-			g = (7 * i) & 15;
-		}
-		const uint32 next = d;
-		d = c;
-		c = b;
-		b = b + RotateLeft(a + f + s_md5Sine[i] + m[g], s_md5Shift[i]);
-		a = next;
-	}
+	const uint32 *k = s_md5Sine;
+
+	MD5_STEP(MD5_F, a, b, c, d, m[0], k[0], 7);
+	MD5_STEP(MD5_F, d, a, b, c, m[1], k[1], 12);
+	MD5_STEP(MD5_F, c, d, a, b, m[2], k[2], 17);
+	MD5_STEP(MD5_F, b, c, d, a, m[3], k[3], 22);
+	MD5_STEP(MD5_F, a, b, c, d, m[4], k[4], 7);
+	MD5_STEP(MD5_F, d, a, b, c, m[5], k[5], 12);
+	MD5_STEP(MD5_F, c, d, a, b, m[6], k[6], 17);
+	MD5_STEP(MD5_F, b, c, d, a, m[7], k[7], 22);
+	MD5_STEP(MD5_F, a, b, c, d, m[8], k[8], 7);
+	MD5_STEP(MD5_F, d, a, b, c, m[9], k[9], 12);
+	MD5_STEP(MD5_F, c, d, a, b, m[10], k[10], 17);
+	MD5_STEP(MD5_F, b, c, d, a, m[11], k[11], 22);
+	MD5_STEP(MD5_F, a, b, c, d, m[12], k[12], 7);
+	MD5_STEP(MD5_F, d, a, b, c, m[13], k[13], 12);
+	MD5_STEP(MD5_F, c, d, a, b, m[14], k[14], 17);
+	MD5_STEP(MD5_F, b, c, d, a, m[15], k[15], 22);
+
+	MD5_STEP(MD5_G, a, b, c, d, m[1], k[16], 5);
+	MD5_STEP(MD5_G, d, a, b, c, m[6], k[17], 9);
+	MD5_STEP(MD5_G, c, d, a, b, m[11], k[18], 14);
+	MD5_STEP(MD5_G, b, c, d, a, m[0], k[19], 20);
+	MD5_STEP(MD5_G, a, b, c, d, m[5], k[20], 5);
+	MD5_STEP(MD5_G, d, a, b, c, m[10], k[21], 9);
+	MD5_STEP(MD5_G, c, d, a, b, m[15], k[22], 14);
+	MD5_STEP(MD5_G, b, c, d, a, m[4], k[23], 20);
+	MD5_STEP(MD5_G, a, b, c, d, m[9], k[24], 5);
+	MD5_STEP(MD5_G, d, a, b, c, m[14], k[25], 9);
+	MD5_STEP(MD5_G, c, d, a, b, m[3], k[26], 14);
+	MD5_STEP(MD5_G, b, c, d, a, m[8], k[27], 20);
+	MD5_STEP(MD5_G, a, b, c, d, m[13], k[28], 5);
+	MD5_STEP(MD5_G, d, a, b, c, m[2], k[29], 9);
+	MD5_STEP(MD5_G, c, d, a, b, m[7], k[30], 14);
+	MD5_STEP(MD5_G, b, c, d, a, m[12], k[31], 20);
+
+	MD5_STEP(MD5_H, a, b, c, d, m[5], k[32], 4);
+	MD5_STEP(MD5_H, d, a, b, c, m[8], k[33], 11);
+	MD5_STEP(MD5_H, c, d, a, b, m[11], k[34], 16);
+	MD5_STEP(MD5_H, b, c, d, a, m[14], k[35], 23);
+	MD5_STEP(MD5_H, a, b, c, d, m[1], k[36], 4);
+	MD5_STEP(MD5_H, d, a, b, c, m[4], k[37], 11);
+	MD5_STEP(MD5_H, c, d, a, b, m[7], k[38], 16);
+	MD5_STEP(MD5_H, b, c, d, a, m[10], k[39], 23);
+	MD5_STEP(MD5_H, a, b, c, d, m[13], k[40], 4);
+	MD5_STEP(MD5_H, d, a, b, c, m[0], k[41], 11);
+	MD5_STEP(MD5_H, c, d, a, b, m[3], k[42], 16);
+	MD5_STEP(MD5_H, b, c, d, a, m[6], k[43], 23);
+	MD5_STEP(MD5_H, a, b, c, d, m[9], k[44], 4);
+	MD5_STEP(MD5_H, d, a, b, c, m[12], k[45], 11);
+	MD5_STEP(MD5_H, c, d, a, b, m[15], k[46], 16);
+	MD5_STEP(MD5_H, b, c, d, a, m[2], k[47], 23);
+
+	MD5_STEP(MD5_I, a, b, c, d, m[0], k[48], 6);
+	MD5_STEP(MD5_I, d, a, b, c, m[7], k[49], 10);
+	MD5_STEP(MD5_I, c, d, a, b, m[14], k[50], 15);
+	MD5_STEP(MD5_I, b, c, d, a, m[5], k[51], 21);
+	MD5_STEP(MD5_I, a, b, c, d, m[12], k[52], 6);
+	MD5_STEP(MD5_I, d, a, b, c, m[3], k[53], 10);
+	MD5_STEP(MD5_I, c, d, a, b, m[10], k[54], 15);
+	MD5_STEP(MD5_I, b, c, d, a, m[1], k[55], 21);
+	MD5_STEP(MD5_I, a, b, c, d, m[8], k[56], 6);
+	MD5_STEP(MD5_I, d, a, b, c, m[15], k[57], 10);
+	MD5_STEP(MD5_I, c, d, a, b, m[6], k[58], 15);
+	MD5_STEP(MD5_I, b, c, d, a, m[13], k[59], 21);
+	MD5_STEP(MD5_I, a, b, c, d, m[4], k[60], 6);
+	MD5_STEP(MD5_I, d, a, b, c, m[11], k[61], 10);
+	MD5_STEP(MD5_I, c, d, a, b, m[2], k[62], 15);
+	MD5_STEP(MD5_I, b, c, d, a, m[9], k[63], 21);
+
 	state[0] += a;
 	state[1] += b;
 	state[2] += c;
 	state[3] += d;
 }
+#undef MD5_STEP
 } // namespace
 
 void MD5Init(MD5Context_t *pContext)
