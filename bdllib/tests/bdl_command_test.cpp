@@ -15,26 +15,9 @@
 
 namespace
 {
-struct Result_t
+CommandResult_t RunBdl(const std::string &workingFolder, const std::string &arguments)
 {
-	int code;
-	std::string output; // standard output and standard error together
-};
-
-Result_t RunBdl(const std::string &workingFolder, const std::string &arguments)
-{
-	const std::string command = "cd '" + workingFolder + "' && '" BDL_PATH "' " + arguments + " 2>&1";
-	Result_t result{ -1, "" };
-	FILE *pipe = popen(command.c_str(), "r");
-	if (!pipe)
-		return result;
-	char chunk[4096];
-	size_t got;
-	while ((got = fread(chunk, 1, sizeof(chunk), pipe)) > 0)
-		result.output.append(chunk, got);
-	const int status = pclose(pipe);
-	result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-	return result;
+	return RunCommand("cd '" + workingFolder + "' && '" BDL_PATH "' " + arguments);
 }
 
 std::string Bytes(size_t size, unsigned seed)
@@ -58,8 +41,8 @@ TEST(BdlCommand, MakeListTestAndUnpack)
 	dir.Write("work/models/textures/hat_color.tga", Bytes(3000, 2));
 	const std::string work = dir.Path("work");
 
-	Result_t made = RunBdl(work, "a out.bdl readme.txt models/Hat.ZMDL ./models/textures/../textures/hat_color.tga");
-	ASSERT_EQ(made.code, 0) << made.output;
+	CommandResult_t made = RunBdl(work, "a out.bdl readme.txt models/Hat.ZMDL ./models/textures/../textures/hat_color.tga");
+	ASSERT_EQ(made.exitCode, 0) << made.output;
 	EXPECT_NE(made.output.find("added models/Hat.ZMDL"), std::string::npos) << made.output;
 
 	// The pack is what the library reads, under names relative to the working folder.
@@ -73,27 +56,27 @@ TEST(BdlCommand, MakeListTestAndUnpack)
 		EXPECT_EQ(ReadPacked(store, "models/textures/hat_color.tga"), Bytes(3000, 2));
 	}
 
-	Result_t listed = RunBdl(work, "l out.bdl");
-	ASSERT_EQ(listed.code, 0) << listed.output;
+	CommandResult_t listed = RunBdl(work, "l out.bdl");
+	ASSERT_EQ(listed.exitCode, 0) << listed.output;
 	const uint32 crc = CRC32_ProcessSingleBuffer("read me\n", 8);
 	EXPECT_NE(listed.output.find(V_Format("%08x", crc)), std::string::npos) << listed.output;
 	EXPECT_NE(listed.output.find("models/hat.zmdl"), std::string::npos) << listed.output;
 	EXPECT_NE(listed.output.find("70000"), std::string::npos) << listed.output;
 	EXPECT_NE(listed.output.find("3 files, version 2"), std::string::npos) << listed.output;
 
-	Result_t tested = RunBdl(work, "t out.bdl");
-	EXPECT_EQ(tested.code, 0) << tested.output;
+	CommandResult_t tested = RunBdl(work, "t out.bdl");
+	EXPECT_EQ(tested.exitCode, 0) << tested.output;
 	EXPECT_NE(tested.output.find("3 files OK, MD5 self hash OK"), std::string::npos) << tested.output;
 
-	Result_t unpacked = RunBdl(work, "x out.bdl " + dir.Path("unpacked"));
-	ASSERT_EQ(unpacked.code, 0) << unpacked.output;
+	CommandResult_t unpacked = RunBdl(work, "x out.bdl " + dir.Path("unpacked"));
+	ASSERT_EQ(unpacked.exitCode, 0) << unpacked.output;
 	EXPECT_EQ(ReadAll(dir.Path("unpacked/readme.txt")), "read me\n");
 	EXPECT_EQ(ReadAll(dir.Path("unpacked/models/hat.zmdl")), Bytes(70000, 1));
 	EXPECT_EQ(ReadAll(dir.Path("unpacked/models/textures/hat_color.tga")), Bytes(3000, 2));
 
 	// Making the pack again replaces it; a missing ".bdl" is added.
 	made = RunBdl(work, "a out readme.txt");
-	ASSERT_EQ(made.code, 0) << made.output;
+	ASSERT_EQ(made.exitCode, 0) << made.output;
 	listed = RunBdl(work, "l out.bdl");
 	EXPECT_NE(listed.output.find("1 files"), std::string::npos) << listed.output;
 }
@@ -106,13 +89,13 @@ TEST(BdlCommand, RefusesFilesOutsideTheWorkingFolder)
 	const std::string work = dir.Path("work");
 	for (const std::string &file : { std::string("../outside.txt"), dir.Path("outside.txt"), std::string("sub/../../outside.txt") })
 	{
-		Result_t result = RunBdl(work, "a out.bdl inside.txt " + file);
-		EXPECT_EQ(result.code, 1) << result.output;
+		CommandResult_t result = RunBdl(work, "a out.bdl inside.txt " + file);
+		EXPECT_EQ(result.exitCode, 1) << result.output;
 		EXPECT_NE(result.output.find("outside the current folder"), std::string::npos) << result.output;
 	}
 	EXPECT_FALSE(std::filesystem::exists(work + "/out.bdl"));
-	Result_t missing = RunBdl(work, "a out.bdl nothing.txt");
-	EXPECT_EQ(missing.code, 1);
+	CommandResult_t missing = RunBdl(work, "a out.bdl nothing.txt");
+	EXPECT_EQ(missing.exitCode, 1);
 	EXPECT_NE(missing.output.find("nothing.txt: no such file"), std::string::npos) << missing.output;
 }
 
@@ -122,7 +105,7 @@ TEST(BdlCommand, TestFindsDamage)
 	dir.Write("work/a.txt", "aaaaaaaaaa");
 	dir.Write("work/b.txt", "bbbbbbbbbb");
 	const std::string work = dir.Path("work");
-	ASSERT_EQ(RunBdl(work, "a pack.bdl a.txt b.txt").code, 0);
+	ASSERT_EQ(RunBdl(work, "a pack.bdl a.txt b.txt").exitCode, 0);
 	const std::string good = ReadAll(work + "/pack.bdl");
 
 	// A changed data byte: the CRC of that file and the self hash both fail.
@@ -131,8 +114,8 @@ TEST(BdlCommand, TestFindsDamage)
 	ASSERT_NE(at, std::string::npos);
 	data[at + 3] = 'X';
 	WriteAll(work + "/data.bdl", data);
-	Result_t result = RunBdl(work, "t data.bdl");
-	EXPECT_EQ(result.code, 1) << result.output;
+	CommandResult_t result = RunBdl(work, "t data.bdl");
+	EXPECT_EQ(result.exitCode, 1) << result.output;
 	EXPECT_NE(result.output.find("a.txt: CRC mismatch"), std::string::npos) << result.output;
 	EXPECT_NE(result.output.find("MD5 self hash mismatch"), std::string::npos) << result.output;
 	EXPECT_EQ(result.output.find("b.txt: CRC mismatch"), std::string::npos) << result.output;
@@ -142,18 +125,18 @@ TEST(BdlCommand, TestFindsDamage)
 	hashes[hashes.size() - 40] ^= 0x55;
 	WriteAll(work + "/hash.bdl", hashes);
 	result = RunBdl(work, "t hash.bdl");
-	EXPECT_EQ(result.code, 1) << result.output;
+	EXPECT_EQ(result.exitCode, 1) << result.output;
 	EXPECT_EQ(result.output.find("CRC mismatch"), std::string::npos) << result.output;
 	EXPECT_NE(result.output.find("MD5 self hash mismatch"), std::string::npos) << result.output;
 
 	// A file that is no pack ends in the store's fatal message.
 	WriteAll(work + "/noise.bdl", std::string(100, 'n'));
 	result = RunBdl(work, "t noise.bdl");
-	EXPECT_EQ(result.code, 1);
+	EXPECT_EQ(result.exitCode, 1);
 	EXPECT_NE(result.output.find("corrupt"), std::string::npos) << result.output;
 
 	result = RunBdl(work, "l missing.bdl");
-	EXPECT_EQ(result.code, 1);
+	EXPECT_EQ(result.exitCode, 1);
 	EXPECT_NE(result.output.find("no such pack"), std::string::npos) << result.output;
 }
 
@@ -167,8 +150,8 @@ TEST(BdlCommand, UnpackRefusesNamesThatLeaveTheFolder)
 		Z("c:") + Z("drive") + EmbeddedEntry("E", 0) + Z("") + Z("safe/../..") + Z("sneaky") + EmbeddedEntry("E", 0) + Z("") + Z("ok") +
 		Z("fine") + EmbeddedEntry("F", 1) + Z("") + Z("") + Z("");
 	WriteAll(work + "/hostile.bdl", HeaderV1(tree.size()) + tree + "EF");
-	Result_t result = RunBdl(work, "x hostile.bdl " + dir.Path("out/inner"));
-	EXPECT_EQ(result.code, 1) << result.output;
+	CommandResult_t result = RunBdl(work, "x hostile.bdl " + dir.Path("out/inner"));
+	EXPECT_EQ(result.exitCode, 1) << result.output;
 	for (const char *name : { "../evil.txt", "/tmp/abs.txt", "c:/drive.txt", "safe/../../sneaky.txt" })
 		EXPECT_NE(result.output.find(std::string(name) + ": refused"), std::string::npos) << name << "\n" << result.output;
 	EXPECT_EQ(ReadAll(dir.Path("out/inner/ok/fine.txt")), "F");
@@ -182,8 +165,8 @@ TEST(BdlCommand, Usage)
 	CTempDirectory dir;
 	for (const char *arguments : { "", "a", "a only_target.bdl", "q x.bdl", "l", "l a.bdl b.bdl", "x a.bdl", "ab x.bdl y" })
 	{
-		Result_t result = RunBdl(dir.Path(), arguments);
-		EXPECT_EQ(result.code, 2) << arguments;
+		CommandResult_t result = RunBdl(dir.Path(), arguments);
+		EXPECT_EQ(result.exitCode, 2) << arguments;
 		EXPECT_NE(result.output.find("usage: bdl"), std::string::npos) << arguments;
 	}
 }

@@ -20,61 +20,11 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
+#include "core/bench/allocationcounter.h"
 #include "core/keyvalues.h"
 #include "core/keyvalues3.h"
 #include "core/kv3text.h"
 #include "core/strtools.h"
-
-// ---------------------------------------------------------------------------------------------
-// Allocation counting
-
-namespace
-{
-std::atomic<int64_t> g_nCurrentBytes{ 0 };
-std::atomic<int64_t> g_nPeakBytes{ 0 };
-
-void *CountedAlloc(size_t size, size_t alignment)
-{
-	// A header in front of every block remembers its size.
-	const size_t header = alignment > 16 ? alignment : 16;
-	void *raw = nullptr;
-	if (posix_memalign(&raw, header, size + header) != 0)
-		throw std::bad_alloc();
-	*static_cast<size_t *>(raw) = size;
-	const int64_t now = g_nCurrentBytes += (int64_t)size;
-	int64_t peak = g_nPeakBytes.load();
-	while (now > peak && !g_nPeakBytes.compare_exchange_weak(peak, now))
-	{
-	}
-	char *block = static_cast<char *>(raw) + header;
-	*reinterpret_cast<size_t *>(block - sizeof(size_t)) = header;
-	return block;
-}
-
-void CountedFree(void *p)
-{
-	if (!p)
-		return;
-	char *block = static_cast<char *>(p);
-	const size_t header = *reinterpret_cast<size_t *>(block - sizeof(size_t));
-	void *raw = block - header;
-	g_nCurrentBytes -= (int64_t) * static_cast<size_t *>(raw);
-	free(raw);
-}
-} // namespace
-
-void *operator new(size_t size) { return CountedAlloc(size, 16); }
-void *operator new[](size_t size) { return CountedAlloc(size, 16); }
-void *operator new(size_t size, std::align_val_t alignment) { return CountedAlloc(size, (size_t)alignment); }
-void *operator new[](size_t size, std::align_val_t alignment) { return CountedAlloc(size, (size_t)alignment); }
-void operator delete(void *p) noexcept { CountedFree(p); }
-void operator delete[](void *p) noexcept { CountedFree(p); }
-void operator delete(void *p, size_t) noexcept { CountedFree(p); }
-void operator delete[](void *p, size_t) noexcept { CountedFree(p); }
-void operator delete(void *p, std::align_val_t) noexcept { CountedFree(p); }
-void operator delete[](void *p, std::align_val_t) noexcept { CountedFree(p); }
-void operator delete(void *p, size_t, std::align_val_t) noexcept { CountedFree(p); }
-void operator delete[](void *p, size_t, std::align_val_t) noexcept { CountedFree(p); }
 
 // ---------------------------------------------------------------------------------------------
 // The document
@@ -219,14 +169,14 @@ void BM_KV3Parse(benchmark::State &state)
 	size_t reserved = 0;
 	for (auto _ : state)
 	{
-		const int64_t base = g_nCurrentBytes.load();
-		g_nPeakBytes = base;
+		const int64_t base = AllocationCounter_Current();
+		AllocationCounter_ResetPeak();
 		CKeyValues3Context context;
 		CUtlString error;
 		if (!LoadKV3(&context, &error, &doc.kv3Text, KV3_FORMAT_GENERIC))
 			state.SkipWithError(error.c_str());
 		benchmark::DoNotOptimize(context.Root());
-		peak = g_nPeakBytes.load() - base;
+		peak = AllocationCounter_Peak() - base;
 		reserved = context.BytesReserved();
 	}
 	state.SetBytesProcessed((int64_t)(state.iterations() * doc.kv3Text.Size()));

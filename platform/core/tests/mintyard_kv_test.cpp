@@ -9,26 +9,9 @@
 
 namespace
 {
-struct Result_t
+CommandResult_t RunTool(const std::string &arguments)
 {
-	int exitCode;
-	std::string output;
-};
-
-Result_t RunTool(const std::string &arguments)
-{
-	const std::string command = std::string(MINTYARD_KV_PATH) + " " + arguments + " 2>&1";
-	FILE *pipe = popen(command.c_str(), "r");
-	Result_t result{ -1, "" };
-	if (!pipe)
-		return result;
-	char buffer[4096];
-	size_t got;
-	while ((got = fread(buffer, 1, sizeof(buffer), pipe)) > 0)
-		result.output.append(buffer, got);
-	const int status = pclose(pipe);
-	result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-	return result;
+	return RunCommand(std::string(MINTYARD_KV_PATH) + " " + arguments);
 }
 
 class MintyardKVCommand : public testing::Test
@@ -49,7 +32,7 @@ TEST_F(MintyardKVCommand, CheckReportsEachBadFileAndExitsOne)
 	const std::string bad3 = Write("bad.kv3", std::string(kHeader) + "{\n\ta = \"x\n}\n");
 	const std::string bad1 = Write("bad.txt", "\"root\"\n{\n\t\"a\" \"1\"\n");
 
-	Result_t result = RunTool("check " + good3 + " " + good1);
+	CommandResult_t result = RunTool("check " + good3 + " " + good1);
 	EXPECT_EQ(0, result.exitCode);
 	EXPECT_EQ("", result.output);
 
@@ -66,7 +49,7 @@ TEST_F(MintyardKVCommand, FormatRewritesWithTheProjectWriterKeepingTheFormat)
 	const std::string kv3 = Write("doc.kv3",
 		"<!-- kv3 encoding:text:version{e21c7f3c-8a33-41c5-9977-a76d3a32aa0d} format:modeldoc32:version{01020304-0506-0708-090a-0b0c0d0e0f10} -->\n"
 		"{ rootNode = { _class = 'RootNode' children = [] } /* gone */ }");
-	Result_t result = RunTool("format " + kv3);
+	CommandResult_t result = RunTool("format " + kv3);
 	EXPECT_EQ(0, result.exitCode);
 	EXPECT_EQ("<!-- kv3 encoding:text:version{e21c7f3c-8a33-41c5-9977-a76d3a32aa0d} format:modeldoc32:version{01020304-0506-0708-090a-0b0c0d0e0f10} -->\n"
 			  "{\n\trootNode =\n\t{\n\t\t_class = \"RootNode\"\n\t\tchildren = []\n\t}\n}\n",

@@ -1,10 +1,12 @@
 // Small helpers shared by the tests of every module.
 #pragma once
 
+#include <cstdio>
 #include <filesystem>
 #include <string>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include "core/fileio.h"
 #include "core/logging.h"
@@ -63,3 +65,25 @@ public:
 private:
 	std::string m_Path;
 };
+
+// Runs a shell command; its standard output and standard error come back together.
+struct CommandResult_t
+{
+	int exitCode = -1; // -1 when it did not exit normally
+	std::string output;
+};
+
+inline CommandResult_t RunCommand(const std::string &command)
+{
+	CommandResult_t result;
+	FILE *pipe = popen((command + " 2>&1").c_str(), "r");
+	if (!pipe)
+		return result;
+	char chunk[4096];
+	size_t got;
+	while ((got = fread(chunk, 1, sizeof(chunk), pipe)) > 0)
+		result.output.append(chunk, got);
+	const int status = pclose(pipe);
+	result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+	return result;
+}

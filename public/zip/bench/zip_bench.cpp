@@ -23,81 +23,10 @@
 
 #include <unistd.h>
 
+#include "core/bench/allocationcounter.h"
 #include "core/strtools.h"
 #include "zip/zip_utils.h"
 
-// ---------------------------------------------------------------------------------------------
-// Allocation counting
-
-namespace
-{
-std::atomic<int64_t> g_nCurrentBytes{ 0 };
-std::atomic<int64_t> g_nPeakBytes{ 0 };
-
-void *CountedAlloc(size_t size, size_t alignment)
-{
-	// A header in front of every block remembers its size and where the block starts.
-	const size_t header = alignment > 16 ? alignment : 16;
-	void *raw = nullptr;
-	if (posix_memalign(&raw, header, size + header) != 0)
-		throw std::bad_alloc();
-	*static_cast<size_t *>(raw) = size;
-	const int64_t now = g_nCurrentBytes += (int64_t)size;
-	int64_t peak = g_nPeakBytes.load();
-	while (now > peak && !g_nPeakBytes.compare_exchange_weak(peak, now))
-	{
-	}
-	char *block = static_cast<char *>(raw) + header;
-	reinterpret_cast<size_t *>(block)[-1] = header;
-	return block;
-}
-
-void CountedFree(void *p)
-{
-	if (!p)
-		return;
-	char *block = static_cast<char *>(p);
-	const size_t header = reinterpret_cast<size_t *>(block)[-1];
-	void *raw = block - header;
-	g_nCurrentBytes -= (int64_t) * static_cast<size_t *>(raw);
-	free(raw);
-}
-} // namespace
-
-void *operator new(size_t size) { return CountedAlloc(size, 16); }
-void *operator new[](size_t size) { return CountedAlloc(size, 16); }
-void *operator new(size_t size, std::align_val_t alignment) { return CountedAlloc(size, (size_t)alignment); }
-void *operator new[](size_t size, std::align_val_t alignment) { return CountedAlloc(size, (size_t)alignment); }
-void *operator new(size_t size, const std::nothrow_t &) noexcept
-{
-	try
-	{
-		return CountedAlloc(size, 16);
-	}
-	catch (...)
-	{
-		return nullptr;
-	}
-}
-void *operator new[](size_t size, const std::nothrow_t &) noexcept
-{
-	try
-	{
-		return CountedAlloc(size, 16);
-	}
-	catch (...)
-	{
-		return nullptr;
-	}
-}
-void operator delete(void *p) noexcept { CountedFree(p); }
-void operator delete[](void *p) noexcept { CountedFree(p); }
-void operator delete(void *p, size_t) noexcept { CountedFree(p); }
-void operator delete[](void *p, size_t) noexcept { CountedFree(p); }
-void operator delete(void *p, std::align_val_t) noexcept { CountedFree(p); }
-void operator delete[](void *p, std::align_val_t) noexcept { CountedFree(p); }
-void operator delete(void *p, size_t, std::align_val_t) noexcept { CountedFree(p); }
-void operator delete[](void *p, size_t, std::align_val_t) noexcept { CountedFree(p); }
 
 namespace
 {
@@ -163,8 +92,8 @@ void BM_ZipWrite1GiBWithDiskCache(benchmark::State &state)
 	for (auto _ : state)
 	{
 		ResetVmHWM();
-		const int64_t baseline = g_nCurrentBytes.load();
-		g_nPeakBytes = baseline;
+		const int64_t baseline = AllocationCounter_Current();
+		AllocationCounter_ResetPeak();
 		IZip *pZip = IZip::CreateZip("/tmp");
 		totalBytes = 0;
 		uint32 seed = 1;
@@ -192,7 +121,7 @@ void BM_ZipWrite1GiBWithDiskCache(benchmark::State &state)
 			fclose(fp);
 		}
 		IZip::ReleaseZip(pZip);
-		peakAbove = g_nPeakBytes.load() - baseline;
+		peakAbove = AllocationCounter_Peak() - baseline;
 		hwmKiB = ReadVmHWMKiB();
 		remove(archive.c_str());
 	}

@@ -80,22 +80,6 @@ size_t EndRecordOffset(const std::string &archive)
 }
 
 // Runs a command; returns its exit code and collects its output.
-int RunCommand(const std::string &command, std::string *pOutput = nullptr)
-{
-	FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-	if (!pipe)
-		return -1;
-	std::string output;
-	char chunk[4096];
-	size_t got;
-	while ((got = fread(chunk, 1, sizeof(chunk), pipe)) > 0)
-		output.append(chunk, got);
-	const int status = pclose(pipe);
-	if (pOutput)
-		*pOutput = output;
-	return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 std::string WriteBytes(const CTempDirectory &dir, const char *name, const std::string &bytes)
 {
 	const std::string path = dir.Path(name);
@@ -841,7 +825,7 @@ class ZipOracle : public ::testing::TestWithParam<unsigned>
 
 TEST_P(ZipOracle, UnzipAndPythonOpenTheArchive)
 {
-	if (RunCommand("command -v unzip") != 0 || RunCommand("command -v python3") != 0)
+	if (RunCommand("command -v unzip").exitCode != 0 || RunCommand("command -v python3").exitCode != 0)
 		GTEST_SKIP() << "unzip or python3 is not installed";
 	const unsigned alignment = GetParam();
 	CTempDirectory dir;
@@ -862,9 +846,9 @@ TEST_P(ZipOracle, UnzipAndPythonOpenTheArchive)
 	ASSERT_TRUE(zip.SaveToDisk(fp));
 	fclose(fp);
 
-	std::string output;
-	EXPECT_EQ(RunCommand("unzip -t '" + path + "'", &output), 0) << output;
-	EXPECT_NE(output.find("No errors detected"), std::string::npos) << output;
+	const CommandResult_t unzip = RunCommand("unzip -t '" + path + "'");
+	EXPECT_EQ(unzip.exitCode, 0) << unzip.output;
+	EXPECT_NE(unzip.output.find("No errors detected"), std::string::npos) << unzip.output;
 
 	// Python lists, tests and reads every member; the bytes must match ours.
 	const std::string script = dir.Write("check.py",
@@ -875,12 +859,13 @@ TEST_P(ZipOracle, UnzipAndPythonOpenTheArchive)
 		"for info in z.infolist():\n"
 		"    data = z.read(info.filename)\n"
 		"    print(info.filename, len(data), '%08x' % zlib.crc32(data))\n");
-	EXPECT_EQ(RunCommand("python3 '" + script + "' '" + path + "'", &output), 0) << output;
+	const CommandResult_t python = RunCommand("python3 '" + script + "' '" + path + "'");
+	EXPECT_EQ(python.exitCode, 0) << python.output;
 	std::string expected;
 	std::sort(files.begin(), files.end());
 	for (const auto &file : files)
 		expected += V_Format("%s %zu %08x\n", file.first.c_str(), file.second.size(), CRC32_ProcessSingleBuffer(file.second.data(), file.second.size()));
-	EXPECT_EQ(output, expected);
+	EXPECT_EQ(python.output, expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Alignments, ZipOracle, ::testing::Values(0u, 512u, 2048u, 4096u));

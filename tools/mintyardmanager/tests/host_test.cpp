@@ -11,28 +11,10 @@
 
 namespace
 {
-struct Run_t
-{
-	int exitCode;
-	std::string output;
-};
-
 // Runs the host with the environment and arguments given, offscreen, with no content service.
-Run_t RunHost(const std::string &environment, const std::string &arguments)
+CommandResult_t RunHost(const std::string &environment, const std::string &arguments)
 {
-	const std::string command = "env QT_QPA_PLATFORM=offscreen BRUME_SERVICE=127.0.0.1:1 " + environment + " timeout 60 " HOST_PATH " " +
-		arguments + " 2>&1";
-	Run_t run{ -1, "" };
-	FILE *pipe = popen(command.c_str(), "r");
-	if (!pipe)
-		return run;
-	char buffer[4096];
-	size_t got;
-	while ((got = fread(buffer, 1, sizeof(buffer), pipe)) > 0)
-		run.output.append(buffer, got);
-	const int status = pclose(pipe);
-	run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-	return run;
+	return RunCommand("env QT_QPA_PLATFORM=offscreen BRUME_SERVICE=127.0.0.1:1 " + environment + " timeout 60 " HOST_PATH " " + arguments);
 }
 
 std::vector<std::string> Lines(const std::string &path)
@@ -69,7 +51,7 @@ protected:
 
 TEST_F(HostTest, CallsTheToolInTheOrderOfItsLife)
 {
-	const Run_t run = RunHost(Environment(), Game() + " -tool " RECORDING_TOOL_PATH " -quit_after_startup +recording_tool_variable changed");
+	const CommandResult_t run = RunHost(Environment(), Game() + " -tool " RECORDING_TOOL_PATH " -quit_after_startup +recording_tool_variable changed");
 	ASSERT_EQ(0, run.exitCode) << run.output;
 	const std::vector<std::string> expected = {
 		"CreateInterface ToolSystem2_001",
@@ -91,7 +73,7 @@ TEST_F(HostTest, CallsTheToolInTheOrderOfItsLife)
 
 TEST_F(HostTest, AToolThatVetoesTheQuitKeepsRunningUntilItsWindowCloses)
 {
-	const Run_t run = RunHost(Environment() + " MINTYARD_RECORD_VETO=1", Game() + " -tool " RECORDING_TOOL_PATH " -quit_after_startup");
+	const CommandResult_t run = RunHost(Environment() + " MINTYARD_RECORD_VETO=1", Game() + " -tool " RECORDING_TOOL_PATH " -quit_after_startup");
 	ASSERT_EQ(0, run.exitCode) << run.output;
 	const std::vector<std::string> calls = Lines(m_Temp.Path("calls.txt"));
 	const auto veto = std::find(calls.begin(), calls.end(), "VetoToolQuit yes");
@@ -103,7 +85,7 @@ TEST_F(HostTest, AToolThatVetoesTheQuitKeepsRunningUntilItsWindowCloses)
 
 TEST_F(HostTest, TheToolStartsAndQuitsLeavingItsWindowGeometry)
 {
-	const Run_t run = RunHost(Environment(), Game() + " -tool " TOOL_LIBRARY_PATH " -quit_after_startup");
+	const CommandResult_t run = RunHost(Environment(), Game() + " -tool " TOOL_LIBRARY_PATH " -quit_after_startup");
 	ASSERT_EQ(0, run.exitCode) << run.output;
 	EXPECT_NE(std::string::npos, run.output.find("Host: started in")) << run.output;
 	CKeyValues3Context settings;
@@ -115,7 +97,7 @@ TEST_F(HostTest, TheToolStartsAndQuitsLeavingItsWindowGeometry)
 
 TEST_F(HostTest, CommandLineMistakesAreTold)
 {
-	Run_t run = RunHost(Environment(), "-tool " RECORDING_TOOL_PATH);
+	CommandResult_t run = RunHost(Environment(), "-tool " RECORDING_TOOL_PATH);
 	EXPECT_EQ(2, run.exitCode);
 	EXPECT_NE(std::string::npos, run.output.find("-game is required")) << run.output;
 	run = RunHost(Environment(), "-game " + m_Temp.Path("game/missing") + " -tool " RECORDING_TOOL_PATH);
