@@ -17,6 +17,7 @@
 #include <QFileDialog>
 #include <QFileIconProvider>
 #include <QHeaderView>
+#include <QImage>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
@@ -32,6 +33,8 @@
 #include "core/tests/test_support.h"
 #include "mintyardmanager/createbdldialog.h"
 #include "mintyardmanager/filelistmodel.h"
+#include "mintyardmanager/resources.h"
+#include "toolframework/toolframework.h"
 
 // Readable failures for Qt strings.
 void PrintTo(const QString &text, std::ostream *out)
@@ -792,6 +795,41 @@ TEST_F(CreateBDLTest, ClosingAModifiedWindowAsksFirst)
 	EXPECT_TRUE(yes.bSeen);
 	EXPECT_FALSE(dialog.isVisible());
 	EXPECT_EQ(QStringList{ file }, dialog.Model().CollectFiles()); // the window keeps its list
+}
+
+TEST_F(CreateBDLTest, TheWindowsImagesLieInTheSampleGameTree)
+{
+	CToolFrameworkHost host;
+	ToolFrameworkConfig_t config;
+	config.m_GameDirectory = MINTYARD_SOURCE_DIR "/sample/game/zarn";
+	config.m_SettingsFolder = m_Temp.Path("settings").c_str();
+	CUtlString error;
+	ASSERT_TRUE(host.Init(config, &error)) << error;
+	// What a connected tool sees; cleared again before the host goes.
+	struct FrameworkGuard_t
+	{
+		~FrameworkGuard_t() { g_pToolFramework = nullptr; }
+	} guard;
+	g_pToolFramework = static_cast<IToolFramework *>(CToolFrameworkHost::Factory(TOOLFRAMEWORK_INTERFACE_VERSION, nullptr));
+	ASSERT_NE(nullptr, g_pToolFramework);
+	for (const char *name : { "Save.png", "AddFile.png", "AddFolder.png", "Delete.png", "LaunchFile.png", "ShowInExplorer.png", "Options.png",
+			 "Search.png", "About.png", "CollapseAll.png", "ExpandAll.png" })
+	{
+		const CUtlString path = CUtlString("game:tools/images/mintyardmanager/") + name;
+		const QString file = QString::fromUtf8(g_pToolFramework->ResolveResourcePath(path.c_str()).c_str());
+		EXPECT_TRUE(QFileInfo::exists(file)) << name;
+		EXPECT_FALSE(QImage(file).isNull()) << name;
+		// Listed in the tool's resource manifest.
+		bool bListed = false;
+		for (int i = 0; i < g_nToolImageCount; ++i)
+			bListed = bListed || path == g_ppszToolImages[i];
+		EXPECT_TRUE(bListed) << name;
+	}
+	CCreateBDLDialog dialog;
+	const QImage shown = dialog.SaveAction()->icon().pixmap(32, 32).toImage().convertToFormat(QImage::Format_ARGB32);
+	const QImage drawn = QImage(QString::fromUtf8(g_pToolFramework->ResolveResourcePath("game:tools/images/mintyardmanager/Save.png").c_str()))
+							 .convertToFormat(QImage::Format_ARGB32);
+	EXPECT_EQ(drawn, shown); // the sample's picture, not a stand-in icon
 }
 
 #include "createbdldialog_test.moc"
