@@ -21,6 +21,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMetaMethod>
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QPushButton>
@@ -82,9 +83,10 @@ struct BoxSeen_t
 	QStringList buttons;
 };
 
-void AnswerBox(const ModalWatch_t &watch, BoxSeen_t *seen, QMessageBox::StandardButton press, std::function<void()> then = {})
+void AnswerBox(const ModalWatch_t &watch, BoxSeen_t *seen, QMessageBox::StandardButton press, std::function<void()> then = {},
+	const QString &pressText = QString())
 {
-	WhenModal<QMessageBox>(watch, [seen, press, then](QMessageBox *box) {
+	WhenModal<QMessageBox>(watch, [seen, press, then, pressText](QMessageBox *box) {
 		if (then)
 			then(); // the next watch starts before this box goes
 		seen->bSeen = true;
@@ -96,6 +98,11 @@ void AnswerBox(const ModalWatch_t &watch, BoxSeen_t *seen, QMessageBox::Standard
 		for (QAbstractButton *button : box->buttons())
 			seen->buttons << button->text();
 		QAbstractButton *button = box->button(press);
+		for (QAbstractButton *other : box->buttons())
+		{
+			if (!pressText.isEmpty() && other->text() == pressText)
+				button = other;
+		}
 		if (button)
 			button->click();
 		else
@@ -728,12 +735,12 @@ TEST_F(CreateBDLTest, CreateAsksBeforeOverwritingAndPacksIntoTheAddonsFolder)
 	EXPECT_TRUE(dialog.TargetPath().isEmpty()); // no run
 
 	BoxSeen_t again, result;
-	AnswerBox(m_Watch, &again, QMessageBox::Yes, [this, &result] { AnswerBox(m_Watch, &result, QMessageBox::Ok); });
+	AnswerBox(m_Watch, &again, QMessageBox::Yes, [this, &result] { AnswerBox(m_Watch, &result, QMessageBox::Ok, {}, "Show File"); });
 	dialog.CreateButtonClicked();
 	ASSERT_TRUE(again.bSeen);
 	ASSERT_TRUE(result.bSeen);
 	EXPECT_EQ("Success!", result.text);
-	EXPECT_FALSE(dialog.isVisible());
+	EXPECT_FALSE(dialog.isVisible()); // closed after "Show File" as after OK
 	EXPECT_EQ(QString::fromStdString(m_Work) + "/marrow2/addons/testaddon.bdl", dialog.TargetPath());
 	const CommandResult_t test = RunCommand("bin/bdl t marrow2/addons/testaddon.bdl");
 	EXPECT_EQ(0, test.exitCode) << test.output;
@@ -830,6 +837,39 @@ TEST_F(CreateBDLTest, TheWindowsImagesLieInTheSampleGameTree)
 	const QImage drawn = QImage(QString::fromUtf8(g_pToolFramework->ResolveResourcePath("game:tools/images/mintyardmanager/Save.png").c_str()))
 							 .convertToFormat(QImage::Format_ARGB32);
 	EXPECT_EQ(drawn, shown); // the sample's picture, not a stand-in icon
+}
+
+TEST_F(CreateBDLTest, TheSlotsStandInTheirOrder)
+{
+	CCreateBDLDialog dialog;
+	const QMetaObject *meta = dialog.metaObject();
+	QStringList names;
+	for (int i = meta->methodOffset(); i < meta->methodCount(); ++i)
+	{
+		if (meta->method(i).methodType() == QMetaMethod::Slot)
+			names << QString::fromLatin1(meta->method(i).methodSignature());
+	}
+	EXPECT_EQ((QStringList{ "closeEvent(QCloseEvent*)", "AddButtonClicked()", "RemoveButtonClicked()", "CreateButtonClicked()",
+				  "CancelButtonClicked()", "BDLFinished(int)", "NewSlot()", "OpenSlot()", "CloseSlot()", "ExitSlot()", "AddFileSlot()",
+				  "AddFolderSlot()", "SaveSlot()", "SaveAsSlot()", "RemoveSlot()", "LaunchFileSlot()", "ShowInExplorerSlot()", "OptionsSlot()",
+				  "SearchSlot()", "SelectAllSlot()", "InvertSelectionSlot()", "AboutSlot()", "TreeSelectionChangedSlot(QItemSelection,QItemSelection)",
+				  "ItemDoubleClickedSlot(QModelIndex)" }),
+		names);
+	// The button slots, called by name as a connection would call them.
+	dialog.show();
+	dialog.AddPath(MakeFile("one.txt", 1));
+	const QString file = MakeFile("two.txt", 1);
+	AnswerFileDialog(m_Watch, file);
+	ASSERT_TRUE(QMetaObject::invokeMethod(&dialog, "AddButtonClicked")); // as Add File
+	EXPECT_TRUE(dialog.IsModified());
+	BoxSeen_t box;
+	AnswerBox(m_Watch, &box, QMessageBox::No);
+	ASSERT_TRUE(QMetaObject::invokeMethod(&dialog, "CancelButtonClicked"));
+	EXPECT_TRUE(box.bSeen);
+	EXPECT_EQ("Cancel BDL creation?", box.title);
+	EXPECT_TRUE(dialog.isVisible());
+	ASSERT_TRUE(QMetaObject::invokeMethod(&dialog, "RemoveButtonClicked")); // does nothing
+	EXPECT_EQ(2, dialog.Model().CollectFiles().size());
 }
 
 #include "createbdldialog_test.moc"
