@@ -493,18 +493,23 @@ void CCreateBDLDialog::BDLFinished(int nExitCode)
 		m_pProgress->deleteLater();
 		m_pProgress = nullptr;
 	}
-	if (!m_pProcess)
+	// The run that ended: a run the user stopped waiting for may end after another started.
+	QProcess *process = qobject_cast<QProcess *>(sender());
+	if (!process)
+		process = m_pProcess;
+	if (!process)
 		return;
 
-	const QString output = QString::fromLocal8Bit(m_pProcess->readAllStandardOutput());
-	const QString error = QString::fromLocal8Bit(m_pProcess->readAllStandardError());
+	const QString output = QString::fromLocal8Bit(process->readAllStandardOutput());
+	const QString error = QString::fromLocal8Bit(process->readAllStandardError());
 	// The streams were read above; what these second reads log is empty.
-	Log_Detailed(LOG_MINTYARD_MANAGER, "BDL Output\n%s", m_pProcess->readAllStandardOutput().constData());
-	Log_Detailed(LOG_MINTYARD_MANAGER, "BDL Error\n%s", m_pProcess->readAllStandardError().constData());
+	Log_Detailed(LOG_MINTYARD_MANAGER, "BDL Output\n%s", process->readAllStandardOutput().constData());
+	Log_Detailed(LOG_MINTYARD_MANAGER, "BDL Error\n%s", process->readAllStandardError().constData());
 
-	m_pProcess->close();
-	m_pProcess->deleteLater();
-	m_pProcess = nullptr;
+	process->close();
+	process->deleteLater();
+	if (process == m_pProcess)
+		m_pProcess = nullptr;
 
 	if (nExitCode != 0)
 	{
