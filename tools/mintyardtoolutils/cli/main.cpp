@@ -12,6 +12,9 @@
 
 const MintyardCommand_t g_MintyardCommands[] = {
 	{ "templates", "--game DIR [--built]", "list the template catalogue of a game folder and its warnings", Command_Templates },
+	{ "validate", "--game DIR [--tokens] [--relaxed] SESSION", "print the validation messages of a session file; exit code 1 on errors", Command_Validate },
+	{ "zip", "--game DIR SESSION", "build the submission zip of a session file and print its path", Command_Zip },
+	{ "unzip", "--game DIR ZIP", "load a submission zip, write it back as a session file and print its path", Command_Unzip },
 	{ nullptr, nullptr, nullptr, nullptr },
 };
 

@@ -18,6 +18,9 @@ struct MintyardCommand_t
 extern const MintyardCommand_t g_MintyardCommands[];
 
 int Command_Templates(const CUtlVector<CUtlString> &args);
+int Command_Validate(const CUtlVector<CUtlString> &args);
+int Command_Zip(const CUtlVector<CUtlString> &args);
+int Command_Unzip(const CUtlVector<CUtlString> &args);
 
 // Helpers shared by the subcommands.
 class CToolFrameworkHost;
