@@ -359,13 +359,14 @@ void CMintyardCfgFilename::LoadFileKey(const LoadContext &ctx, const KeyValues3 
 {
 	CUtlString text;
 	ReadString(FindMember(pTable, pszKey), text);
-	if (ctx.rewritePaths && !text.empty())
+	// Made absolute against the base path: a path that is absolute already stays as it is.
+	if (ctx.rewritePaths && !text.empty() && text[0] != '/')
 	{
 		CUtlString joined = ctx.basePath;
 		if (!joined.empty() && joined.back() != '/')
 			joined += "/";
 		joined += text;
-		text = joined;
+		text = std::filesystem::path(joined).lexically_normal().string();
 	}
 	m_Value = text;
 	ReportChange();

@@ -1,5 +1,7 @@
 // The session subcommands:
 //
+// A session file may name its files relative to its own folder.
+//
 //   mintyard validate --game DIR [--tokens] [--relaxed] SESSION
 //       every validation message of a session file, one per line, "error: TEXT" or
 //       "warning: TEXT"; with --tokens the untranslated token and its set arguments, separated
@@ -11,6 +13,7 @@
 //       prints that file's path.
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 #include "core/strtools.h"
 #include "mintyardcommands.h"
@@ -104,10 +107,15 @@ struct SessionCommand_t
 		return 0;
 	}
 
+	// Relative file names in the session are taken relative to the session file's folder.
 	bool LoadSession(bool bTokens)
 	{
 		ImportMessageList list;
-		if (LoadSessionFile(session, LoadContext(), operand.c_str(), list))
+		const std::filesystem::path sessionPath = std::filesystem::absolute(std::filesystem::path(operand.c_str())).lexically_normal();
+		LoadContext ctx;
+		ctx.rewritePaths = true;
+		ctx.basePath = sessionPath.parent_path().string();
+		if (LoadSessionFile(session, ctx, sessionPath.c_str(), list))
 			return true;
 		fprintf(stderr, "mintyard %s: cannot load the session %s\n", pszName, operand.c_str());
 		PrintEntries(stderr, list, bTokens);
