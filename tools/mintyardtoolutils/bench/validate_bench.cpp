@@ -128,18 +128,23 @@ struct BenchState_t
 			const auto *t = pImage->GetImageTemplate();
 			const int w = t->exact_width > 0 ? t->exact_width : 512, h = t->exact_height > 0 ? t->exact_height : 256;
 			const bool bBmp = t->image_type == MINTYARD_IMAGE_TYPE_BMP;
-			pImage->SetValue(Write(V_Format("images/%d.%s", nIndex++, bBmp ? "bmp" : "png"), bBmp ? MakeBmp(w, h) : MakePng(w, h, nIndex)).c_str());
+			const int n = nIndex++;
+			pImage->SetValue(Write(V_Format("images/%d.%s", n, bBmp ? "bmp" : "png"), bBmp ? MakeBmp(w, h) : MakePng(w, h, n)).c_str());
 		}
 		else if (auto *pEmoticon = dynamic_cast<CMintyardCfg_ZarnImageSet::CEmoticonImage *>(pElement))
-			pEmoticon->SetValue(Write(V_Format("emoticons/%d.png", nIndex++), MakePng(128, 32, nIndex)).c_str());
+		{
+			const int n = nIndex++;
+			pEmoticon->SetValue(Write(V_Format("emoticons/%d.png", n), MakePng(128, 32, n)).c_str());
+		}
 		else if (auto *pFile = dynamic_cast<CMintyardCfgFilename *>(pElement))
 		{
 			// Textures are the inputs directly under a material.
 			const bool bTexture = dynamic_cast<CMintyardCfg_ZarnMaterial *>(pFile->GetParent()) != nullptr;
+			const int n = nIndex++;
 			if (bTexture)
-				pFile->SetValue(Write(V_Format("textures/%d_%s.png", nIndex++, pFile->GetTemplateId().c_str()), MakePng(2048, 2048, nIndex)).c_str());
+				pFile->SetValue(Write(V_Format("textures/%d_%s.png", n, pFile->GetTemplateId().c_str()), MakePng(2048, 2048, n)).c_str());
 			else
-				pFile->SetValue(Write(V_Format("sources/%d_%s.fbx", nIndex++, pFile->GetTemplateId().c_str()), std::string(64 * 1024, 'f')).c_str());
+				pFile->SetValue(Write(V_Format("sources/%d_%s.fbx", n, pFile->GetTemplateId().c_str()), std::string(64 * 1024, 'f')).c_str());
 		}
 		if (CMintyardCfgElementContainer *pContainer = pElement->AsContainer())
 		{
@@ -161,17 +166,19 @@ struct BenchState_t
 		if (!m_Host.Init(config, &error))
 			return Fail(error);
 		g_pFullFileSystem = m_Host.FileSystem();
-		// Sample sessions name their art relative to the repository's root.
-		std::filesystem::current_path(MINTYARD_SOURCE_DIR);
 		int nBest = -1;
 		for (const auto &entry : std::filesystem::directory_iterator(MINTYARD_SOURCE_DIR "/sample/sessions"))
 		{
-			if (entry.path().extension() != ".txt")
+			const std::string file = entry.path().filename().string();
+			if (file.size() < 12 || file.compare(file.size() - 12, 12, ".session.txt") != 0)
 				continue;
 			auto pSession = std::make_unique<CMintyardImportSession>();
 			ImportMessageList list;
 			pSession->GetCatalogue().LoadTemplates(list);
-			if (!LoadSessionFile(*pSession, LoadContext(), entry.path().c_str(), list))
+			LoadContext ctx; // sample sessions name their art relative to their folder
+			ctx.rewritePaths = true;
+			ctx.basePath = entry.path().parent_path().string();
+			if (!LoadSessionFile(*pSession, ctx, entry.path().c_str(), list))
 				return Fail("cannot load " + entry.path().string());
 			const int nInputs = CountFileInputs(pSession.get());
 			if (nInputs > nBest)
