@@ -8,6 +8,7 @@
 #include "core/fileio.h"
 #include "core/logging.h"
 #include "core/strtools.h"
+#include "filesystem/filesystem.h"
 #include "toolframework/convar.h"
 #include "mintyardtoolutils/imageinfo.h"
 #include "mintyardtoolutils/importsession.h"
@@ -22,11 +23,25 @@ bool FileExistsOnDisk(const CUtlString &path)
 	return CoreFileSystem()->FileExists(path.c_str(), nullptr);
 }
 
+// The path to open: an absolute path as it stands, a relative one as the file system finds it.
+CUtlString ResolveForReading(const CUtlString &path)
+{
+	if (path.empty() || path[0] == '/')
+		return path;
+	if (IFileSystem *pFileSystem = dynamic_cast<IFileSystem *>(CoreFileSystem()))
+	{
+		char buffer[4096];
+		if (pFileSystem->RelativePathToFullPath(path.c_str(), nullptr, buffer, sizeof(buffer)))
+			return buffer;
+	}
+	return path;
+}
+
 // Size in bytes, 0 when the file is missing.
 uint64 FileSizeOnDisk(const CUtlString &path)
 {
 	struct stat st;
-	if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+	if (stat(ResolveForReading(path).c_str(), &st) != 0 || !S_ISREG(st.st_mode))
 		return 0;
 	return (uint64)st.st_size;
 }
@@ -843,7 +858,7 @@ void CMintyardCfg_ZarnImageSet::CImage::Validate(ImportMessageList &list, bool) 
 	if (ext != pszWanted)
 		list.AddError("#ZARN_Mintyard_Err_BadExtension", TemplateName(), ext.c_str(), pszWanted);
 	MintyardImageInfo_t info;
-	if (!ReadImageInfo(m_Value.c_str(), info))
+	if (!ReadImageInfo(ResolveForReading(m_Value).c_str(), info))
 	{
 		list.AddError("#ZARN_Mintyard_Err_BadImageFile", TemplateName(), m_Value.c_str());
 		return;
@@ -861,7 +876,7 @@ void CMintyardCfg_ZarnImageSet::CEmoticonImage::Validate(ImportMessageList &list
 	if (m_Value.empty())
 		return;
 	MintyardImageInfo_t info;
-	if (!ReadImageInfo(m_Value.c_str(), info))
+	if (!ReadImageInfo(ResolveForReading(m_Value).c_str(), info))
 	{
 		list.AddError("#ZARN_Mintyard_Err_BadImageFile", TemplateName(), m_Value.c_str());
 		return;
