@@ -304,6 +304,17 @@ TEST_F(SessionFileTest, SaveFailures)
 		EXPECT_EQ(ReadAll(target), "the good old session");
 	}
 	std::filesystem::permissions(m_Dir.Path("keep"), std::filesystem::perms::owner_all);
+	// A target that cannot be replaced (a folder with files in it) stays as it was.
+	list.Clear();
+	const std::string blocker = m_Dir.Write("blocked/session.txt/inner.txt", "inner");
+	const std::string blockedTarget = m_Dir.Path("blocked/session.txt");
+	EXPECT_FALSE(SaveSessionFile(*pSession, blockedTarget.c_str(), list));
+	EXPECT_EQ(Tokens(list), std::vector<std::string>{ "#ZARN_Mintyard_Err_FailedToWrite" });
+	EXPECT_EQ(ReadAll(blocker), "inner");
+	size_t nLeft = 0;
+	for (const auto &entry : std::filesystem::directory_iterator(m_Dir.Path("blocked")))
+		nLeft += entry.path() != blockedTarget ? 1 : 0;
+	EXPECT_EQ(nLeft, 0u) << "a temporary file was left beside the target";
 	// A folder that does not exist.
 	list.Clear();
 	const std::string nowhere = m_Dir.Path("no/such/folder/session.txt");
@@ -508,4 +519,38 @@ TEST_F(SessionFileTest, EmptyElementsAddNothing)
 	CUtlString zipPath;
 	ASSERT_TRUE(SaveSubmissionZip(*pSession, zipPath, list));
 	EXPECT_EQ(ZipNames(zipPath), std::vector<std::string>{ "mintyard_import_manifest.txt" });
+}
+
+TEST_F(SessionFileTest, HostileDocumentsNeverCrash)
+{
+	const std::string header =
+		"<!-- kv3 encoding:text:version{e21c7f3c-8a33-41c5-9977-a76d3a32aa0d} format:generic:version{7412167c-06e9-4698-aff2-e63eb59037e7} -->\n";
+	const char *bodies[] = {
+		"[ 1, 2, 3 ]",
+		"\"just a string\"",
+		"{ template_name = 5 }",
+		"{ template_name = \"courier_test\" model_list = \"not a list\" image_set_list = 7 }",
+		"{ template_name = \"courier_test\" model_list = [ 1, null, \"x\", [ ], { }, { id = 3 } ] }",
+		"{ template_name = \"courier_test\" model_list = [ { id = \"model_courier\" lod_list = { id = \"lod\" } animation_list = [ { id = \"idle\" source_filename = [ 1, 2 ] } ] } ] }",
+		"{ template_name = \"courier_test\" model_list = [ { id = \"model_courier\" lod_list = [ { id = \"mesh_world\" extra_meshes = [ { id = \"mesh_world_extra\" extra_meshes = [ { id = \"deeper\" } ] } ] } ] } ] }",
+		"{ template_name = \"courier_test\" model_list = [ { id = \"model_courier\" attach_list = [ { id = \"attach_head\" attach_offset = \"1 2 3\" attach_rotation = { } } ] selected_wearables = [ null, 4, { slot = 1 } ] portrait = 12 } ] }",
+		"{ template_name = \"courier_test\" image_set_list = [ { id = \"emoticons\" emoticon_image_list = [ { id = \"emoticon_smile\" emoticon_image = { } emoticon_keyword = 5 } ] } ] }",
+	};
+	int n = 0;
+	for (const char *body : bodies)
+	{
+		const std::string path = m_Dir.Write("hostile" + std::to_string(n++) + ".txt", header + body + "\n");
+		auto pSession = NewSession();
+		ImportMessageList list;
+		CCaptureLog log;
+		LoadSessionFile(*pSession, LoadContext(), path.c_str(), list);
+		EXPECT_EQ(CMintyardCfgElement::GetSuppressionCount(), 0) << body;
+		// Whatever loaded still validates and saves.
+		ImportMessageList check;
+		pSession->ValidateAll(check, false);
+		if (pSession->GetTemplate())
+		{
+			EXPECT_TRUE(SaveSessionFile(*pSession, m_Dir.Path("resaved.txt").c_str(), check)) << body;
+		}
+	}
 }
