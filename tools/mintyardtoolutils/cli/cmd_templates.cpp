@@ -20,6 +20,20 @@ void PrintTemplate(const CMintyardTemplate &tmpl)
 		tags += (tags.empty() ? "" : ", ") + tag;
 	printf("%s\t%s\t[%s]\n", tmpl.id.c_str(), Localize()->Translate(tmpl.name.c_str()), tags.c_str());
 }
+// The message in English; a token the game's texts lack shows with its arguments, so that nothing
+// the loader said is lost.
+CUtlString MessageText(const MintyardImportMessageEntry_t &entry)
+{
+	if (entry.Message().empty() || entry.Message()[0] != '#' || Localize()->Find(entry.Message().c_str()))
+		return FormatImportMessage(entry, Localize());
+	CUtlString text = entry.Message();
+	for (int i = 1; i <= 4; ++i)
+	{
+		if (entry.HasArg(i))
+			text += (i == 1 ? ": " : "; ") + entry.Arg(i);
+	}
+	return text;
+}
 } // namespace
 
 int Command_Templates(const CUtlVector<CUtlString> &args)
@@ -70,7 +84,7 @@ int Command_Templates(const CUtlVector<CUtlString> &args)
 		for (int i = 0; i < messages.Count(); ++i)
 		{
 			const MintyardImportMessageEntry_t &entry = messages[i];
-			printf("%s: %s\n", entry.isError ? "error" : "warning", FormatImportMessage(entry, Localize()).c_str());
+			printf("%s: %s\n", entry.isError ? "error" : "warning", MessageText(entry).c_str());
 		}
 	}
 	return bLoaded ? 0 : 1;
