@@ -21,7 +21,8 @@ uint32 LE16(const uint8 *p) { return uint32(p[0]) | (uint32(p[1]) << 8); }
 class CHeaderSource
 {
 public:
-	explicit CHeaderSource(FILE *fp) : m_pFile(fp) {}
+	// The first bytes of a file are read once; every header but a JPEG's lies within them.
+	explicit CHeaderSource(FILE *fp) : m_pFile(fp) { m_nPrefix = fread(m_Prefix, 1, sizeof(m_Prefix), fp); }
 	CHeaderSource(const void *pData, size_t nSize) : m_pData((const uint8 *)pData), m_nSize(nSize) {}
 
 	// Copies n bytes at offset into out; false when the source is shorter.
@@ -34,6 +35,13 @@ public:
 			memcpy(out, m_pData + offset, n);
 			return true;
 		}
+		if (offset <= m_nPrefix && n <= m_nPrefix - offset)
+		{
+			memcpy(out, m_Prefix + offset, n);
+			return true;
+		}
+		if (m_nPrefix < sizeof(m_Prefix))
+			return false; // the whole file is in the prefix
 		if (fseek(m_pFile, (long)offset, SEEK_SET) != 0)
 			return false;
 		return fread(out, 1, n, m_pFile) == n;
@@ -41,6 +49,8 @@ public:
 
 private:
 	FILE *m_pFile = nullptr;
+	uint8 m_Prefix[256];
+	size_t m_nPrefix = 0;
 	const uint8 *m_pData = nullptr;
 	size_t m_nSize = 0;
 };
@@ -229,6 +239,8 @@ bool ReadImageInfo(const char *pszPath, MintyardImageInfo_t &info, CUtlString *p
 	if (!pszPath || !*pszPath)
 		return Fail(pError, "<none>", "no file name");
 	FILE *fp = fopen(pszPath, "rb");
+	if (fp)
+		setvbuf(fp, nullptr, _IONBF, 0); // reads are few and small: no 4 KB buffer to fill
 	if (!fp)
 		return Fail(pError, pszPath, "cannot open the file");
 	CHeaderSource src(fp);

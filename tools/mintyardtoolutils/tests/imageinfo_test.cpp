@@ -116,3 +116,27 @@ TEST(ImageInfo, DamagedFilesAreRefusedWithTheirName)
 	const std::string jpegZero("\xFF\xD8\xFF\xE0\x00\x00\xFF\xC0", 8);
 	EXPECT_FALSE(ReadImageInfoFromMemory(jpegZero.data(), jpegZero.size(), info));
 }
+
+TEST(ImageInfo, JpegFrameFarIntoTheFile)
+{
+	// An APP1 segment of 3000 bytes before the frame header: the reader skips it by its length.
+	std::string jpeg = "\xFF\xD8";
+	jpeg += std::string("\xFF\xE1\x0B\xB8", 4) + std::string(3000 - 2, 'x');
+	jpeg += std::string("\xFF\xC2\x00\x11\x08\x04\x00\x08\x00\x03", 10) + std::string(9, '\0'); // progressive, 2048 x 1024
+	CTempDirectory dir;
+	const std::string path = dir.Path("photo.jpg");
+	ASSERT_TRUE(WriteFile(path, jpeg));
+	MintyardImageInfo_t info;
+	CUtlString error;
+	ASSERT_TRUE(ReadImageInfo(path.c_str(), info, &error)) << error;
+	EXPECT_EQ(info.kind, MINTYARD_IMAGE_JPEG);
+	EXPECT_EQ(info.width, 2048);
+	EXPECT_EQ(info.height, 1024);
+	// Cut inside the long segment: refused.
+	ASSERT_TRUE(WriteFile(path, jpeg.substr(0, 1500)));
+	EXPECT_FALSE(ReadImageInfo(path.c_str(), info, &error));
+	// A small file that is whole within the first bytes read.
+	ASSERT_TRUE(WriteFile(path, MakePng(3, 2)));
+	ASSERT_TRUE(ReadImageInfo(path.c_str(), info, &error)) << error;
+	EXPECT_EQ(info.width, 3);
+}
