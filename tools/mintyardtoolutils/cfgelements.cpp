@@ -10,6 +10,7 @@
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
 #include "toolframework/convar.h"
+#include "mintyardtoolutils/cfgelementlists.h"
 #include "mintyardtoolutils/imageinfo.h"
 #include "mintyardtoolutils/importsession.h"
 #include "mintyardtoolutils/templateaccess.h"
@@ -77,63 +78,6 @@ private:
 	SaveContext &m_Ctx;
 	size_t m_nDepth;
 };
-
-// Writes "key": [ { id = ..., ... }, ... ] for a typed list, each element writing the rest.
-template <typename T, typename Fn> bool SaveElementList(SaveContext &, KeyValues3 *pTable, const char *pszKey, const CUtlVector<T *> &elements, Fn &&save)
-{
-	KeyValues3 *pArray = AddMember(pTable, pszKey);
-	ArrayResize(pArray, (uint32)elements.size());
-	for (size_t i = 0; i < elements.size(); ++i)
-	{
-		KeyValues3 *pEntry = ArrayElement(pArray, (uint32)i);
-		MakeTable(pEntry);
-		SetMemberString(pEntry, "id", elements[i]->GetTemplateId());
-		if (!save(elements[i], pEntry))
-			return false;
-	}
-	return true;
-}
-
-// Reads "key": each entry's "id" picks the element of that template id; unknown ids are logged.
-template <typename T, typename Fn> bool LoadElementList(const KeyValues3 *pTable, const char *pszKey, const CUtlVector<T *> &elements, Fn &&load)
-{
-	const KeyValues3 *pArray = FindMember(pTable, pszKey);
-	if (!pArray)
-		return true;
-	const uint32 nCount = ArrayLength(pArray);
-	for (uint32 i = 0; i < nCount; ++i)
-	{
-		const KeyValues3 *pEntry = ArrayElement(pArray, i);
-		const char *pszId = GetMemberString(pEntry, "id", "");
-		T *pFound = nullptr;
-		for (T *pElement : elements)
-		{
-			if (V_StrEqualNoCase(pElement->GetTemplateId(), pszId))
-			{
-				pFound = pElement;
-				break;
-			}
-		}
-		if (!pFound)
-		{
-			Log_Warning(LOG_GENERAL, "Warning: Loaded element '%s' not used by template\n", pszId);
-			continue;
-		}
-		if (!load(pFound, pEntry))
-			return false;
-	}
-	return true;
-}
-
-template <typename T> bool SaveFileList(SaveContext &ctx, KeyValues3 *pTable, const char *pszKey, const CUtlVector<T *> &elements, ImportMessageList &list)
-{
-	return SaveElementList(ctx, pTable, pszKey, elements, [&](T *p, KeyValues3 *pEntry) { return p->SaveToKV3(ctx, pEntry, list); });
-}
-
-template <typename T> bool LoadFileList(const LoadContext &ctx, const KeyValues3 *pTable, const char *pszKey, const CUtlVector<T *> &elements, ImportMessageList &list)
-{
-	return LoadElementList(pTable, pszKey, elements, [&](T *p, const KeyValues3 *pEntry) { return p->LoadFromKV3(ctx, pEntry, list); });
-}
 
 template <typename T> void DeleteAll(CUtlVector<T *> &elements)
 {
@@ -417,13 +361,13 @@ void CMintyardCfg_ZarnMesh::Validate(ImportMessageList &list, bool bRelaxed) con
 bool CMintyardCfg_ZarnMesh::SaveToKV3(SaveContext &ctx, KeyValues3 *pTable, ImportMessageList &list) const
 {
 	SaveFileKey(ctx, pTable, "source_filename");
-	return SaveFileList(ctx, pTable, "extra_meshes", m_ExtraMeshes, list);
+	return SaveCfgElementList(ctx, pTable, "extra_meshes", m_ExtraMeshes, list);
 }
 
 bool CMintyardCfg_ZarnMesh::LoadFromKV3(const LoadContext &ctx, const KeyValues3 *pTable, ImportMessageList &list)
 {
 	LoadFileKey(ctx, pTable, "source_filename");
-	return LoadFileList(ctx, pTable, "extra_meshes", m_ExtraMeshes, list);
+	return LoadCfgElementList(ctx, pTable, "extra_meshes", m_ExtraMeshes, list);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -514,12 +458,12 @@ CMintyardCfg_ZarnModel::CAnimBundle::~CAnimBundle()
 bool CMintyardCfg_ZarnModel::CAnimBundle::SaveToKV3(SaveContext &ctx, KeyValues3 *pTable, ImportMessageList &list) const
 {
 	CIdStackScope scope(ctx, GetTemplateId());
-	return SaveFileList(ctx, pTable, "anim_list", m_Anims, list);
+	return SaveCfgElementList(ctx, pTable, "anim_list", m_Anims, list);
 }
 
 bool CMintyardCfg_ZarnModel::CAnimBundle::LoadFromKV3(const LoadContext &ctx, const KeyValues3 *pTable, ImportMessageList &list)
 {
-	return LoadFileList(ctx, pTable, "anim_list", m_Anims, list);
+	return LoadCfgElementList(ctx, pTable, "anim_list", m_Anims, list);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -700,17 +644,17 @@ bool CMintyardCfg_ZarnModel::GetExpressionProperty(const char *pszName, CUtlStri
 bool CMintyardCfg_ZarnModel::SaveToKV3(SaveContext &ctx, KeyValues3 *pTable, ImportMessageList &list) const
 {
 	CIdStackScope scope(ctx, GetTemplateId());
-	if (!SaveFileList(ctx, pTable, "lod_list", m_Lods, list))
+	if (!SaveCfgElementList(ctx, pTable, "lod_list", m_Lods, list))
 		return false;
-	if (!SaveFileList(ctx, pTable, "animation_list", m_Anims, list))
+	if (!SaveCfgElementList(ctx, pTable, "animation_list", m_Anims, list))
 		return false;
-	if (!SaveFileList(ctx, pTable, "attach_list", m_Attaches, list))
+	if (!SaveCfgElementList(ctx, pTable, "attach_list", m_Attaches, list))
 		return false;
-	if (!SaveFileList(ctx, pTable, "material_list", m_Materials, list))
+	if (!SaveCfgElementList(ctx, pTable, "material_list", m_Materials, list))
 		return false;
-	if (!SaveFileList(ctx, pTable, "anim_bundles", m_Bundles, list))
+	if (!SaveCfgElementList(ctx, pTable, "anim_bundles", m_Bundles, list))
 		return false;
-	if (!SaveFileList(ctx, pTable, "particle_snapshots", m_Snapshots, list))
+	if (!SaveCfgElementList(ctx, pTable, "particle_snapshots", m_Snapshots, list))
 		return false;
 	SetMemberBool(pTable, "has_custom_skeleton", m_bHasCustomSkeleton);
 	KeyValues3 *pPortrait = AddMember(pTable, "portrait");
@@ -733,17 +677,17 @@ bool CMintyardCfg_ZarnModel::SaveToKV3(SaveContext &ctx, KeyValues3 *pTable, Imp
 
 bool CMintyardCfg_ZarnModel::LoadFromKV3(const LoadContext &ctx, const KeyValues3 *pTable, ImportMessageList &list)
 {
-	if (!LoadFileList(ctx, pTable, "lod_list", m_Lods, list))
+	if (!LoadCfgElementList(ctx, pTable, "lod_list", m_Lods, list))
 		return false;
-	if (!LoadFileList(ctx, pTable, "animation_list", m_Anims, list))
+	if (!LoadCfgElementList(ctx, pTable, "animation_list", m_Anims, list))
 		return false;
-	if (!LoadFileList(ctx, pTable, "attach_list", m_Attaches, list))
+	if (!LoadCfgElementList(ctx, pTable, "attach_list", m_Attaches, list))
 		return false;
-	if (!LoadFileList(ctx, pTable, "material_list", m_Materials, list))
+	if (!LoadCfgElementList(ctx, pTable, "material_list", m_Materials, list))
 		return false;
-	if (!LoadFileList(ctx, pTable, "anim_bundles", m_Bundles, list))
+	if (!LoadCfgElementList(ctx, pTable, "anim_bundles", m_Bundles, list))
 		return false;
-	if (!LoadFileList(ctx, pTable, "particle_snapshots", m_Snapshots, list))
+	if (!LoadCfgElementList(ctx, pTable, "particle_snapshots", m_Snapshots, list))
 		return false;
 	m_bHasCustomSkeleton = GetMemberBool(pTable, "has_custom_skeleton", false);
 	if (const KeyValues3 *pPortrait = FindMember(pTable, "portrait"))
@@ -824,16 +768,16 @@ bool CMintyardCfg_ZarnImageSet::GetExpressionProperty(const char *pszName, CUtlS
 bool CMintyardCfg_ZarnImageSet::SaveToKV3(SaveContext &ctx, KeyValues3 *pTable, ImportMessageList &list) const
 {
 	CIdStackScope scope(ctx, GetTemplateId());
-	if (!SaveFileList(ctx, pTable, "image_list", m_Images, list))
+	if (!SaveCfgElementList(ctx, pTable, "image_list", m_Images, list))
 		return false;
-	return SaveFileList(ctx, pTable, "emoticon_image_list", m_Emoticons, list);
+	return SaveCfgElementList(ctx, pTable, "emoticon_image_list", m_Emoticons, list);
 }
 
 bool CMintyardCfg_ZarnImageSet::LoadFromKV3(const LoadContext &ctx, const KeyValues3 *pTable, ImportMessageList &list)
 {
-	if (!LoadFileList(ctx, pTable, "image_list", m_Images, list))
+	if (!LoadCfgElementList(ctx, pTable, "image_list", m_Images, list))
 		return false;
-	return LoadFileList(ctx, pTable, "emoticon_image_list", m_Emoticons, list);
+	return LoadCfgElementList(ctx, pTable, "emoticon_image_list", m_Emoticons, list);
 }
 
 bool CMintyardCfg_ZarnImageSet::CImage::GetExpressionProperty(const char *pszName, CUtlString &out) const
@@ -945,12 +889,12 @@ CMintyardCfg_ZarnSoundSet::~CMintyardCfg_ZarnSoundSet()
 bool CMintyardCfg_ZarnSoundSet::SaveToKV3(SaveContext &ctx, KeyValues3 *pTable, ImportMessageList &list) const
 {
 	CIdStackScope scope(ctx, GetTemplateId());
-	return SaveFileList(ctx, pTable, "sound_list", m_Sounds, list);
+	return SaveCfgElementList(ctx, pTable, "sound_list", m_Sounds, list);
 }
 
 bool CMintyardCfg_ZarnSoundSet::LoadFromKV3(const LoadContext &ctx, const KeyValues3 *pTable, ImportMessageList &list)
 {
-	return LoadFileList(ctx, pTable, "sound_list", m_Sounds, list);
+	return LoadCfgElementList(ctx, pTable, "sound_list", m_Sounds, list);
 }
 
 bool CMintyardCfg_MiscData::SaveToKV3(SaveContext &, KeyValues3 *pTable, ImportMessageList &) const

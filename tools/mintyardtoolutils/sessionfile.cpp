@@ -11,6 +11,7 @@
 #include "core/logging.h"
 #include "core/strtools.h"
 #include "core/utlbuffer.h"
+#include "mintyardtoolutils/cfgelementlists.h"
 #include "mintyardtoolutils/importsession.h"
 #include "mintyardtoolutils/templateaccess.h"
 #include "zip/zip_utils.h"
@@ -43,51 +44,6 @@ uint64 FileSizeBytes(const CUtlString &path)
 	if (stat(path.c_str(), &st) != 0)
 		return 0;
 	return (uint64)st.st_size;
-}
-
-template <typename T, typename Fn> bool SaveList(SaveContext &, KeyValues3 *pRoot, const char *pszKey, const CUtlVector<T *> &elements, Fn &&save)
-{
-	KeyValues3 *pArray = AddMember(pRoot, pszKey);
-	ArrayResize(pArray, (uint32)elements.size());
-	for (size_t i = 0; i < elements.size(); ++i)
-	{
-		KeyValues3 *pEntry = ArrayElement(pArray, (uint32)i);
-		MakeTable(pEntry);
-		SetMemberString(pEntry, "id", elements[i]->GetTemplateId());
-		if (!save(elements[i], pEntry))
-			return false;
-	}
-	return true;
-}
-
-template <typename T> bool LoadList(const LoadContext &ctx, const KeyValues3 *pRoot, const char *pszKey, const CUtlVector<T *> &elements, ImportMessageList &list)
-{
-	const KeyValues3 *pArray = FindMember(pRoot, pszKey);
-	if (!pArray)
-		return true;
-	const uint32 nCount = ArrayLength(pArray);
-	for (uint32 i = 0; i < nCount; ++i)
-	{
-		const KeyValues3 *pEntry = ArrayElement(pArray, i);
-		const char *pszId = GetMemberString(pEntry, "id", "");
-		T *pFound = nullptr;
-		for (T *pElement : elements)
-		{
-			if (V_StrEqualNoCase(pElement->GetTemplateId(), pszId))
-			{
-				pFound = pElement;
-				break;
-			}
-		}
-		if (!pFound)
-		{
-			Log_Warning(LOG_GENERAL, "Warning: Loaded element '%s' not used by template\n", pszId);
-			continue;
-		}
-		if (!pFound->LoadFromKV3(ctx, pEntry, list))
-			return false;
-	}
-	return true;
 }
 
 // The zip container keeps its entry names in lower case; a file key that names an entry with
@@ -160,9 +116,8 @@ bool BuildSessionDocument(const CMintyardImportSession &session, SaveContext &ct
 	SetMemberString(pRoot, "import_name", session.GetNameElement()->Value());
 	SetMemberString(pRoot, "brume_id", V_Format("0x%08x", (uint32)(s_nAccountId & 0xffffffffu)));
 	SetMemberInt(pRoot, "import_version", MINTYARD_SESSION_IMPORT_VERSION);
-	auto save = [&](auto *pElement, KeyValues3 *pEntry) { return pElement->SaveToKV3(ctx, pEntry, list); };
-	return SaveList(ctx, pRoot, "model_list", session.m_Models, save) && SaveList(ctx, pRoot, "image_set_list", session.m_ImageSets, save) &&
-		   SaveList(ctx, pRoot, "sound_set_list", session.m_SoundSets, save) && SaveList(ctx, pRoot, "misc_data_list", session.m_MiscData, save);
+	return SaveCfgElementList(ctx, pRoot, "model_list", session.m_Models, list) && SaveCfgElementList(ctx, pRoot, "image_set_list", session.m_ImageSets, list) &&
+		   SaveCfgElementList(ctx, pRoot, "sound_set_list", session.m_SoundSets, list) && SaveCfgElementList(ctx, pRoot, "misc_data_list", session.m_MiscData, list);
 }
 
 bool ApplySessionDocument(CMintyardImportSession &session, const LoadContext &ctx, const KeyValues3 *pRoot, ImportMessageList &list)
@@ -184,8 +139,8 @@ bool ApplySessionDocument(CMintyardImportSession &session, const LoadContext &ct
 	CUtlString importName;
 	ReadString(FindMember(pRoot, "import_name"), importName);
 	session.GetNameElement()->SetValue(importName.c_str());
-	return LoadList(ctx, pRoot, "model_list", session.m_Models, list) && LoadList(ctx, pRoot, "image_set_list", session.m_ImageSets, list) &&
-		   LoadList(ctx, pRoot, "sound_set_list", session.m_SoundSets, list) && LoadList(ctx, pRoot, "misc_data_list", session.m_MiscData, list);
+	return LoadCfgElementList(ctx, pRoot, "model_list", session.m_Models, list) && LoadCfgElementList(ctx, pRoot, "image_set_list", session.m_ImageSets, list) &&
+		   LoadCfgElementList(ctx, pRoot, "sound_set_list", session.m_SoundSets, list) && LoadCfgElementList(ctx, pRoot, "misc_data_list", session.m_MiscData, list);
 }
 
 bool SaveSessionFile(const CMintyardImportSession &session, const char *pszPath, ImportMessageList &list)
