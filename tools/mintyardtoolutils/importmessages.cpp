@@ -92,19 +92,19 @@ CUtlString FormatImportMessage(const MintyardImportMessageEntry_t &entry, ILocal
 		args[i] = entry.HasArg(i + 1) ? entry.Arg(i + 1).c_str() : nullptr;
 	if (pLocalize)
 		return pLocalize->Format(entry.Message().c_str(), args[0], args[1], args[2], args[3]);
-	CUtlString text = entry.Message();
-	// Without texts, fill the placeholders of a literal all the same.
-	for (int i = 0; i < 4; ++i)
+	// Without texts, fill the placeholders of a literal all the same, in one pass, so that an
+	// argument holding "%2" is not filled in again.
+	const CUtlString &format = entry.Message();
+	CUtlString text;
+	for (size_t i = 0; i < format.size(); ++i)
 	{
-		if (!args[i])
-			continue;
-		const CUtlString placeholder = V_Format("%%%d", i + 1);
-		size_t at = 0;
-		while ((at = text.find(placeholder, at)) != CUtlString::npos)
+		if (format[i] == '%' && i + 1 < format.size() && format[i + 1] >= '1' && format[i + 1] <= '4' && args[format[i + 1] - '1'])
 		{
-			text.replace(at, placeholder.size(), args[i]);
-			at += strlen(args[i]);
+			text += args[format[i + 1] - '1'];
+			++i;
+			continue;
 		}
+		text += format[i];
 	}
 	return text;
 }
