@@ -525,3 +525,39 @@ TEST_F(ElementsTest, LevelMeshNamesOnTheLegacyRoad)
 	legacy.SetValue("");
 	EXPECT_EQ(Courier()->GetMeshName(2, 1), "gull_lod2_extra1");
 }
+
+TEST(AnimationDefaults, WithoutAModelTheDefaultApplies)
+{
+	CMintyardTemplate_ZarnModel::CAnim withDefault, withoutDefault;
+	withDefault.Init("loose", "#Loose", "", false);
+	withDefault.default_anim = "anims/loose.fbx";
+	withoutDefault.Init("bare", "#Bare", "", false);
+	CMintyardCfg_ZarnModel::CAnim loose(nullptr, &withDefault), bare(nullptr, &withoutDefault);
+	EXPECT_FALSE(IsAnimAbsent(&loose));
+	CUtlString out;
+	EXPECT_TRUE(GetDefaultFile(&loose, &out));
+	EXPECT_EQ(out, "anims/loose.fbx");
+	EXPECT_TRUE(IsAnimAbsent(&bare));
+	EXPECT_EQ(loose.GetRootSession(), nullptr);
+	// A fallback without a session to look in changes nothing.
+	withoutDefault.fallback_anim_id = "loose";
+	EXPECT_TRUE(IsAnimAbsent(&bare));
+}
+
+TEST_F(ElementsTest, ListsWithoutElementsLogUnknownIds)
+{
+	// The flying model has no materials: every material entry of a document is unknown to it.
+	CKeyValues3Context document;
+	KeyValues3 *pTable = document.Root();
+	MakeTable(pTable);
+	KeyValues3 *pMaterials = AddMember(pTable, "material_list");
+	ArrayResize(pMaterials, 1);
+	MakeTable(ArrayElement(pMaterials, 0));
+	SetMemberString(ArrayElement(pMaterials, 0), "id", "material_body");
+	ImportMessageList list;
+	CCaptureLog log;
+	EXPECT_TRUE(Flying()->LoadFromKV3(LoadContext(), pTable, list));
+	EXPECT_EQ(list.Count(), 0);
+	EXPECT_NE(log.m_Text.find("Warning: Loaded element 'material_body' not used by template"), std::string::npos) << log.m_Text;
+	EXPECT_EQ(log.m_LastSeverity, LS_WARNING);
+}
