@@ -554,3 +554,16 @@ TEST_F(SessionFileTest, HostileDocumentsNeverCrash)
 		}
 	}
 }
+
+TEST_F(SessionFileTest, ZipThatCannotBeOpened)
+{
+	// The scratch folder lies below a plain file, so the zip's folder cannot be made.
+	m_Dir.Write("plainfile", "x");
+	setenv("MINTYARD_SCRATCH_DIR", m_Dir.Path("plainfile/scratch").c_str(), 1);
+	auto pSession = FilledSession();
+	ImportMessageList list;
+	CUtlString zipPath = "old";
+	EXPECT_FALSE(SaveSubmissionZip(*pSession, zipPath, list));
+	EXPECT_EQ(zipPath, "");
+	EXPECT_EQ(Tokens(list), std::vector<std::string>{ "#ZARN_Mintyard_Err_ZipCannotOpen" });
+}
