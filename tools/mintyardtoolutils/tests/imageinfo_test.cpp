@@ -140,3 +140,42 @@ TEST(ImageInfo, JpegFrameFarIntoTheFile)
 	ASSERT_TRUE(ReadImageInfo(path.c_str(), info, &error)) << error;
 	EXPECT_EQ(info.width, 3);
 }
+
+TEST(ImageInfo, EveryByteOfEveryHeaderMutated)
+{
+	// Each header byte takes every value, and each header is cut at every length: the reader
+	// must answer every time, and a size it gives is always a sane one.
+	std::string jpeg = "\xFF\xD8";
+	jpeg += std::string("\xFF\xE0\x00\x10", 4) + std::string(14, 'j');
+	jpeg += std::string("\xFF\xC0\x00\x11\x08\x00\xC8\x01\x2C\x03", 10) + std::string(9, '\0');
+	const std::string samples[] = { MakePng(9, 7), MakeBmp(5, 3), jpeg, std::string("GIF89a\x20\x00\x10\x00", 10),
+		std::string("8BPS\x00\x01\0\0\0\0\0\0\x00\x03\x00\x00\x00\x30\x00\x00\x00\x40\x00\x08\x00\x03", 26) };
+	int nAccepted = 0;
+	for (const std::string &sample : samples)
+	{
+		const size_t nBytes = std::min<size_t>(sample.size(), 48);
+		for (size_t i = 0; i < nBytes; ++i)
+		{
+			std::string mutated = sample;
+			for (int v = 0; v < 256; ++v)
+			{
+				mutated[i] = (char)v;
+				MintyardImageInfo_t info;
+				if (ReadImageInfoFromMemory(mutated.data(), mutated.size(), info))
+				{
+					++nAccepted;
+					ASSERT_GT(info.width, 0);
+					ASSERT_GT(info.height, 0);
+					ASSERT_LE(info.width, 65536);
+					ASSERT_LE(info.height, 65536);
+				}
+			}
+		}
+		for (size_t length = 0; length < sample.size(); ++length)
+		{
+			MintyardImageInfo_t info;
+			ReadImageInfoFromMemory(sample.data(), length, info);
+		}
+	}
+	EXPECT_GT(nAccepted, 0);
+}
