@@ -65,9 +65,12 @@ public:
 		CUtlString out;
 		for (const char *p = format; *p; ++p)
 		{
-			if (p[0] == '%' && p[1] >= '1' && p[1] <= '4' && args[p[1] - '1'])
+			if (p[0] == '%' && p[1] >= '1' && p[1] <= '4')
 			{
-				out += Translate(args[p[1] - '1']);
+				// A text may be shared by callers that give fewer arguments: an argument that was
+				// not given shows as nothing rather than as its placeholder.
+				if (args[p[1] - '1'])
+					out += Translate(args[p[1] - '1']);
 				++p;
 				continue;
 			}

@@ -98,9 +98,10 @@ CUtlString FormatImportMessage(const MintyardImportMessageEntry_t &entry, ILocal
 	CUtlString text;
 	for (size_t i = 0; i < format.size(); ++i)
 	{
-		if (format[i] == '%' && i + 1 < format.size() && format[i + 1] >= '1' && format[i + 1] <= '4' && args[format[i + 1] - '1'])
+		if (format[i] == '%' && i + 1 < format.size() && format[i + 1] >= '1' && format[i + 1] <= '4')
 		{
-			text += args[format[i + 1] - '1'];
+			if (args[format[i + 1] - '1'])
+				text += args[format[i + 1] - '1'];
 			++i;
 			continue;
 		}

@@ -65,7 +65,8 @@ TEST(Localize, FormatFillsArguments)
 	// A "#" argument is translated too; an unknown one shows as itself.
 	EXPECT_EQ(Localize()->Format("#LocD_Nested", "#LocD_Unknown", "#LocD_Ok"), "Model #LocD_Unknown is fine");
 	// Missing arguments leave their place holder.
-	EXPECT_EQ(Localize()->Format("#LocD_Nested", "x"), "Model x is %2");
+	// An argument that was not given shows as nothing.
+	EXPECT_EQ(Localize()->Format("#LocD_Nested", "x"), "Model x is ");
 	// Untranslated text is filled in as well; an argument is not filled in again.
 	EXPECT_EQ(Localize()->Format("%1 of %2", "%2", "ten"), "%2 of ten");
 	EXPECT_EQ(Localize()->Format("100% sure %5"), "100% sure %5");
