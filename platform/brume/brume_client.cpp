@@ -142,6 +142,7 @@ public:
 		http.set_read_timeout(30, 0);
 		http.set_write_timeout(30, 0);
 		http.set_keep_alive(true);
+		http.set_tcp_nodelay(true);
 		{
 			std::lock_guard<std::mutex> lock(m_JobMutex);
 			m_pWorkerHttp = &http;
