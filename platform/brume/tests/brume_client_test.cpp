@@ -477,3 +477,16 @@ TEST_F(BrumeClient, SubmitWithAMissingContentFolderFails)
 	EXPECT_EQ(BrumeAPI_UGC()->StartItemUpdate(BrumeAPI_Utils()->GetAppID(), ~0ull), k_UGCUpdateHandleInvalid);
 	EXPECT_FALSE(BrumeAPI_UGC()->SetItemTitle(987654, "x"));
 }
+
+TEST_F(BrumeClient, ShutdownDuringASlowRequestDoesNotWaitForIt)
+{
+	StartService({"--delay-ms", "60000"});
+	m_Results.m_Details.m_Call.Set(BrumeAPI_RemoteStorage()->GetPublishedFileDetails(1, 0), &m_Results, &CCollector::OnDetails);
+	std::this_thread::sleep_for(std::chrono::milliseconds(50));
+	BrumeAPI_Shutdown(); // returns (the test would time out otherwise) and delivers nothing
+	EXPECT_FALSE(BrumeAPI_IsInitialized());
+	BrumeAPI_RunCallbacks();
+	EXPECT_EQ(m_Results.m_Details.m_nCount, 0);
+	m_Results.m_Details.m_Call.Cancel(); // safe with no client
+	m_Service.Kill();					  // its handler is still asleep
+}
