@@ -219,3 +219,44 @@ TEST(BrumeService, ACrashLeavesNoHalfWrittenFile)
 	for (const auto &entry : std::filesystem::directory_iterator(data.Path("ugc")))
 		EXPECT_EQ(entry.path().filename().string().find(".tmp"), std::string::npos);
 }
+
+TEST(BrumeService, DetailsCarryVotesChildrenModerationAndKeyValueTags)
+{
+	CTempDirectory data;
+	CServiceProcess service;
+	ASSERT_TRUE(service.Start(data.Path()));
+	httplib::Client http("127.0.0.1", service.Port());
+	const uint64_t parent = CreateFile(http), child = CreateFile(http);
+	const std::string path = "/api/v1/files/" + std::to_string(parent);
+	ASSERT_EQ(Update(http, parent, R"({"kvtags":[{"key":"hero","value":"warden"},{"key":"slot","value":"head"}]})", "", "")->status, 200);
+	EXPECT_EQ(Json(http.Post((path + "/children").c_str(), "{\"child\":" + std::to_string(child) + "}", "application/json"))["result"].GetInt(), 1);
+	EXPECT_EQ(Json(http.Post((path + "/children").c_str(), {{"X-Brume-Account", kOther}}, "{\"child\":" + std::to_string(child) + "}", "application/json"))["result"].GetInt(), 15);
+	EXPECT_EQ(Json(http.Post((path + "/children").c_str(), "{\"child\":424242}", "application/json"))["result"].GetInt(), 9);
+	http.Post((path + "/vote").c_str(), "{\"up\":true}", "application/json");
+	http.Post((path + "/vote").c_str(), {{"X-Brume-Account", kOther}}, "{\"up\":false}", "application/json");
+	http.Post((path + "/vote").c_str(), {{"X-Brume-Account", kOther}}, "{\"up\":true}", "application/json"); // changes its vote
+	http.Post((path + "/vote").c_str(), {{"X-Brume-Account", "76561197960265900"}}, "{\"up\":false}", "application/json");
+	http.Post((path + "/moderation").c_str(), "{\"banned\":true,\"mintyard_accepted\":true}", "application/json");
+
+	auto d = Json(http.Get(path.c_str()));
+	ASSERT_TRUE(d.IsObject());
+	EXPECT_EQ(d["children"].Size(), 1u);
+	EXPECT_EQ(d["children"][0].GetUint64(), child);
+	EXPECT_EQ(d["vote_data"]["votes_up"].GetUint(), 2u);
+	EXPECT_EQ(d["vote_data"]["votes_down"].GetUint(), 1u);
+	EXPECT_NEAR(d["vote_data"]["score"].GetDouble(), 2.0 / 3.0, 1e-9);
+	EXPECT_TRUE(d["banned"].GetBool());
+	EXPECT_TRUE(d["mintyard_accepted"].GetBool());
+	ASSERT_EQ(d["kvtags"].Size(), 2u);
+	EXPECT_STREQ(d["kvtags"][1]["key"].GetString(), "slot");
+	EXPECT_STREQ(d["kvtags"][1]["value"].GetString(), "head");
+
+	// Deleting the child takes it out of the parent's list.
+	ASSERT_EQ(http.Delete(("/api/v1/files/" + std::to_string(child)).c_str())->status, 200);
+	EXPECT_EQ(Json(http.Get(path.c_str()))["children"].Size(), 0u);
+	// Records survive a restart.
+	service.Stop();
+	ASSERT_TRUE(service.Start(data.Path()));
+	httplib::Client again("127.0.0.1", service.Port());
+	EXPECT_EQ(Json(again.Get(path.c_str()))["vote_data"]["votes_up"].GetUint(), 2u);
+}
