@@ -7,7 +7,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev rapidjson-dev zlib1g-dev
   clang libclang-rt-14-dev
   unzip python3
-  qtbase5-dev qtbase5-dev-tools libcpp-httplib-dev libssl-dev xvfb xauth
+  qtbase5-dev qtbase5-dev-tools libcpp-httplib-dev libssl-dev libsqlite3-dev xvfb xauth
 )
 
 missing=()

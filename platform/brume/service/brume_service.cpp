@@ -1,0 +1,793 @@
+// brume_service: the local Mintyard content service. HTTP/JSON on 127.0.0.1 only; the protocol is
+// described in README.service.md beside this file.
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <random>
+#include <string>
+#include <thread>
+
+#include <httplib.h>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include "brume_store.h"
+
+namespace
+{
+using CJsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
+struct ServiceOptions_t
+{
+	std::string m_sDataDir;
+	int m_nPort = 27080;
+	uint32 m_nAccount = 1;
+	std::string m_sPersona = "Author";
+	int m_nUniverse = 1;
+	uint32 m_nAppID = 3680;
+	int m_nDelayMs = 0;
+	double m_flFailureRate = 0.0;
+	int m_nResultCode = 2;
+};
+
+// The 64-bit id of an individual account of the universe: account number in the low 32 bits,
+// instance 1, type 1, universe in the top 8 bits.
+uint64 AccountID(uint32 account, int universe)
+{
+	return ((uint64)(universe & 0xff) << 56) | (1ull << 52) | (1ull << 32) | account;
+}
+
+uint32 Now()
+{
+	return (uint32)time(nullptr);
+}
+
+std::string HtmlEscape(const std::string &text)
+{
+	std::string out;
+	out.reserve(text.size());
+	for (char c : text)
+	{
+		switch (c)
+		{
+		case '&': out += "&amp;"; break;
+		case '<': out += "&lt;"; break;
+		case '>': out += "&gt;"; break;
+		case '"': out += "&quot;"; break;
+		case '\'': out += "&#39;"; break;
+		default: out += c;
+		}
+	}
+	return out;
+}
+
+std::string FormatTime(uint32 t)
+{
+	char text[64];
+	const time_t value = t;
+	struct tm parts;
+	gmtime_r(&value, &parts);
+	strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S UTC", &parts);
+	return text;
+}
+
+const char *VisibilityName(int v)
+{
+	switch (v)
+	{
+	case 0: return "Public";
+	case 1: return "Friends only";
+	case 2: return "Hidden";
+	default: return "Unknown";
+	}
+}
+
+const char *ContentTypeOf(const std::string &name)
+{
+	const std::string ext = name.substr(name.find_last_of('.') + 1);
+	if (ext == "png")
+		return "image/png";
+	if (ext == "jpg" || ext == "jpeg")
+		return "image/jpeg";
+	if (ext == "gif")
+		return "image/gif";
+	if (ext == "txt")
+		return "text/plain; charset=utf-8";
+	return "application/octet-stream";
+}
+
+bool ParseU64(const std::string &text, uint64 &out)
+{
+	if (text.empty() || text.size() > 20)
+		return false;
+	char *end = nullptr;
+	errno = 0;
+	out = strtoull(text.c_str(), &end, 10);
+	return errno == 0 && end && *end == 0 && text[0] != '-';
+}
+
+class CBrumeService
+{
+public:
+	explicit CBrumeService(const ServiceOptions_t &options) : m_Options(options), m_Random(std::random_device()()) {}
+
+	bool Start(std::string &error)
+	{
+		if (!m_Store.Open(m_Options.m_sDataDir, error))
+			return false;
+		m_ulDefaultAccount = AccountID(m_Options.m_nAccount, m_Options.m_nUniverse);
+		m_Store.EnsureAccount(m_ulDefaultAccount, m_Options.m_sPersona);
+		Routes();
+		return true;
+	}
+
+	int Bind()
+	{
+		if (m_Options.m_nPort == 0)
+			return m_Server.bind_to_any_port("127.0.0.1");
+		return m_Server.bind_to_port("127.0.0.1", m_Options.m_nPort) ? m_Options.m_nPort : -1;
+	}
+	bool Listen() { return m_Server.listen_after_bind(); }
+	void Stop() { m_Server.stop(); }
+
+private:
+	static void SendJson(httplib::Response &res, const rapidjson::StringBuffer &buffer, int status = 200)
+	{
+		res.status = status;
+		res.set_content(buffer.GetString(), buffer.GetSize(), "application/json");
+	}
+
+	static void SendResult(httplib::Response &res, int result, int status, uint64 id = 0, const char *message = nullptr)
+	{
+		rapidjson::StringBuffer buffer;
+		CJsonWriter w(buffer);
+		w.StartObject();
+		w.Key("result");
+		w.Int(result);
+		if (id)
+		{
+			w.Key("publishedfileid");
+			w.Uint64(id);
+		}
+		if (message)
+		{
+			w.Key("message");
+			w.String(message);
+		}
+		w.EndObject();
+		SendJson(res, buffer, status);
+	}
+
+	static int StatusOf(int result)
+	{
+		switch (result)
+		{
+		case BRUME_RESULT_OK: return 200;
+		case BRUME_RESULT_FILE_NOT_FOUND: return 404;
+		case BRUME_RESULT_ACCESS_DENIED: return 403;
+		case BRUME_RESULT_INVALID_PARAM: return 400;
+		default: return 500;
+		}
+	}
+
+	// The calling account: the "X-Brume-Account" header (decimal 64-bit id), else the service's own
+	// account. An unknown account is created, named by "X-Brume-Persona" when given.
+	uint64 Caller(const httplib::Request &req)
+	{
+		uint64 id = 0;
+		if (!req.has_header("X-Brume-Account") || !ParseU64(req.get_header_value("X-Brume-Account"), id) || id == 0)
+			return m_ulDefaultAccount;
+		BrumeAccount_t account;
+		if (!m_Store.GetAccount(id, account))
+		{
+			std::string persona = req.get_header_value("X-Brume-Persona");
+			if (persona.empty())
+				persona = "Account " + std::to_string(id & 0xffffffffu);
+			m_Store.EnsureAccount(id, persona);
+		}
+		return id;
+	}
+
+	bool ParseBody(const httplib::Request &req, httplib::Response &res, rapidjson::Document &doc)
+	{
+		doc.Parse(req.body.c_str(), req.body.size());
+		if (doc.HasParseError() || !doc.IsObject())
+		{
+			SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "the body is no JSON object");
+			return false;
+		}
+		return true;
+	}
+
+	bool FileIdOf(const httplib::Request &req, httplib::Response &res, uint64 &id)
+	{
+		if (!ParseU64(req.matches[1].str(), id) || id == 0)
+		{
+			SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "bad file id");
+			return false;
+		}
+		return true;
+	}
+
+	// Fault injection: every API request but the status waits, and a share of them fails.
+	httplib::Server::HandlerResponse Inject(const httplib::Request &req, httplib::Response &res)
+	{
+		if (req.path.rfind("/api/v1/", 0) != 0 || req.path == "/api/v1/status")
+			return httplib::Server::HandlerResponse::Unhandled;
+		if (m_Options.m_nDelayMs > 0)
+			std::this_thread::sleep_for(std::chrono::milliseconds(m_Options.m_nDelayMs));
+		if (m_Options.m_flFailureRate > 0.0)
+		{
+			bool bFail;
+			{
+				std::lock_guard<std::mutex> lock(m_RandomMutex);
+				bFail = std::uniform_real_distribution<double>(0.0, 1.0)(m_Random) < m_Options.m_flFailureRate;
+			}
+			if (bFail)
+			{
+				SendResult(res, m_Options.m_nResultCode, 503, 0, "injected failure");
+				return httplib::Server::HandlerResponse::Handled;
+			}
+		}
+		return httplib::Server::HandlerResponse::Unhandled;
+	}
+
+	void WriteFile(CJsonWriter &w, const BrumeFileRecord_t &f)
+	{
+		BrumeAccount_t creator;
+		m_Store.GetAccount(f.m_ulCreator, creator);
+		w.StartObject();
+		w.Key("result"); w.Int(BRUME_RESULT_OK);
+		w.Key("publishedfileid"); w.Uint64(f.m_nPublishedFileId);
+		w.Key("creator"); w.Uint64(f.m_ulCreator);
+		w.Key("creator_persona"); w.String(creator.m_sPersona.c_str());
+		w.Key("app_id"); w.Uint(f.m_nAppID);
+		w.Key("title"); w.String(f.m_sTitle.c_str(), (rapidjson::SizeType)f.m_sTitle.size());
+		w.Key("file_description"); w.String(f.m_sDescription.c_str(), (rapidjson::SizeType)f.m_sDescription.size());
+		w.Key("visibility"); w.Int(f.m_eVisibility);
+		w.Key("file_type"); w.Int(f.m_eFileType);
+		w.Key("time_created"); w.Uint(f.m_rtimeCreated);
+		w.Key("time_updated"); w.Uint(f.m_rtimeUpdated);
+		w.Key("hcontent_file"); w.Uint64(f.m_hFile);
+		w.Key("filename"); w.String(f.m_sFileName.c_str());
+		w.Key("file_size"); w.Int64(f.m_nFileSize);
+		w.Key("hcontent_preview"); w.Uint64(f.m_hPreviewFile);
+		w.Key("preview_file_size"); w.Int64(f.m_nPreviewFileSize);
+		const std::string previewUrl = f.m_hPreviewFile ? "/api/v1/ugc/" + std::to_string(f.m_hPreviewFile) : std::string();
+		w.Key("preview_url"); w.String(previewUrl.c_str());
+		w.Key("banned"); w.Bool(f.m_bBanned);
+		w.Key("mintyard_accepted"); w.Bool(f.m_bAccepted);
+		w.Key("tags");
+		w.StartArray();
+		for (const std::string &t : f.m_vecTags)
+			w.String(t.c_str(), (rapidjson::SizeType)t.size());
+		w.EndArray();
+		w.Key("kvtags");
+		w.StartArray();
+		for (const auto &[k, v] : f.m_vecKeyValueTags)
+		{
+			w.StartObject();
+			w.Key("key"); w.String(k.c_str());
+			w.Key("value"); w.String(v.c_str());
+			w.EndObject();
+		}
+		w.EndArray();
+		w.Key("children");
+		w.StartArray();
+		for (uint64 c : f.m_vecChildren)
+			w.Uint64(c);
+		w.EndArray();
+		w.Key("vote_data");
+		w.StartObject();
+		const uint32 votes = f.m_nVotesUp + f.m_nVotesDown;
+		w.Key("score"); w.Double(votes ? (double)f.m_nVotesUp / votes : 0.0);
+		w.Key("votes_up"); w.Uint(f.m_nVotesUp);
+		w.Key("votes_down"); w.Uint(f.m_nVotesDown);
+		w.EndObject();
+		w.Key("content");
+		w.StartArray();
+		for (const BrumeBlob_t &b : f.m_vecContent)
+		{
+			w.StartObject();
+			w.Key("name"); w.String(b.m_sName.c_str());
+			w.Key("handle"); w.Uint64(b.m_hHandle);
+			w.Key("size"); w.Int64(b.m_nSize);
+			w.EndObject();
+		}
+		w.EndArray();
+		w.EndObject();
+	}
+
+	static bool ReadTags(const rapidjson::Value &v, std::vector<std::string> &out)
+	{
+		if (!v.IsArray())
+			return false;
+		for (const auto &t : v.GetArray())
+		{
+			if (!t.IsString())
+				return false;
+			out.emplace_back(t.GetString(), t.GetStringLength());
+		}
+		return true;
+	}
+
+	// A relative path inside a content folder: no absolute path, no "..", no empty piece.
+	static bool SafeRelativePath(const std::string &path)
+	{
+		if (path.empty() || path[0] == '/' || path.find('\\') != std::string::npos || path.find('\0') != std::string::npos)
+			return false;
+		size_t start = 0;
+		while (start <= path.size())
+		{
+			size_t end = path.find('/', start);
+			if (end == std::string::npos)
+				end = path.size();
+			const std::string piece = path.substr(start, end - start);
+			if (piece.empty() || piece == "." || piece == "..")
+				return false;
+			start = end + 1;
+		}
+		return true;
+	}
+
+	void Update(const httplib::Request &req, httplib::Response &res)
+	{
+		uint64 id;
+		if (!FileIdOf(req, res, id))
+			return;
+		const uint64 caller = Caller(req);
+		BrumeFileUpdate_t update;
+		update.m_rtimeNow = Now();
+		std::string metaText = req.is_multipart_form_data() ? (req.has_file("meta") ? req.get_file_value("meta").content : "") : req.body;
+		rapidjson::Document meta;
+		meta.Parse(metaText.c_str(), metaText.size());
+		if (meta.HasParseError() || !meta.IsObject())
+			return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "the meta part is no JSON object");
+		if (meta.HasMember("title") && meta["title"].IsString())
+			update.m_bSetTitle = true, update.m_sTitle = meta["title"].GetString();
+		if (meta.HasMember("file_description") && meta["file_description"].IsString())
+			update.m_bSetDescription = true, update.m_sDescription = meta["file_description"].GetString();
+		if (meta.HasMember("visibility"))
+		{
+			if (!meta["visibility"].IsInt() || meta["visibility"].GetInt() < 0 || meta["visibility"].GetInt() > 3)
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad visibility");
+			update.m_bSetVisibility = true, update.m_eVisibility = meta["visibility"].GetInt();
+		}
+		if (meta.HasMember("tags"))
+		{
+			if (!ReadTags(meta["tags"], update.m_vecTags))
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad tags");
+			update.m_bSetTags = true;
+		}
+		if (meta.HasMember("kvtags"))
+		{
+			const rapidjson::Value &kv = meta["kvtags"];
+			if (!kv.IsArray())
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad kvtags");
+			for (const auto &pair : kv.GetArray())
+			{
+				if (!pair.IsObject() || !pair.HasMember("key") || !pair["key"].IsString() || !pair.HasMember("value") || !pair["value"].IsString())
+					return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad kvtags");
+				update.m_vecKeyValueTags.emplace_back(pair["key"].GetString(), pair["value"].GetString());
+			}
+			update.m_bSetKeyValueTags = true;
+		}
+		if (meta.HasMember("change_note") && meta["change_note"].IsString())
+			update.m_sChangeNote = meta["change_note"].GetString();
+		if (meta.HasMember("set_content") && meta["set_content"].IsBool())
+			update.m_bSetContent = meta["set_content"].GetBool();
+		if (req.is_multipart_form_data())
+		{
+			for (const auto &[name, part] : req.files)
+			{
+				if (name == "content")
+				{
+					if (!SafeRelativePath(part.filename))
+						return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad content file name");
+					update.m_bSetContent = true;
+					update.m_vecContent.emplace_back(part.filename, part.content);
+				}
+				else if (name == "preview")
+				{
+					const std::string base = part.filename.substr(part.filename.find_last_of('/') + 1);
+					if (!SafeRelativePath(base))
+						return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad preview file name");
+					update.m_bSetPreview = true;
+					update.m_sPreviewName = base;
+					update.m_sPreviewBytes = part.content;
+				}
+			}
+		}
+		std::string error;
+		const int result = m_Store.UpdateFile(id, caller, update, error);
+		if (result != BRUME_RESULT_OK && !error.empty())
+			fprintf(stderr, "brume_service: update of %llu failed: %s\n", (unsigned long long)id, error.c_str());
+		SendResult(res, result, StatusOf(result), id);
+	}
+
+	void Page(const httplib::Request &req, httplib::Response &res)
+	{
+		uint64 id = 0;
+		BrumeFileRecord_t f;
+		if (!req.has_param("id") || !ParseU64(req.get_param_value("id"), id) || !m_Store.GetFile(id, f))
+		{
+			res.status = 404;
+			res.set_content("<!DOCTYPE html><html><head><meta charset=\"utf-8\"><title>Not found</title></head>"
+							"<body><h1>No such file</h1><p>The item you asked for does not exist or was deleted.</p></body></html>",
+				"text/html; charset=utf-8");
+			return;
+		}
+		BrumeAccount_t author;
+		m_Store.GetAccount(f.m_ulCreator, author);
+		std::vector<BrumeChangeNote_t> notes;
+		m_Store.GetChangeNotes(id, notes);
+		std::string tags;
+		for (const std::string &t : f.m_vecTags)
+			tags += "<li class=\"tag\">" + HtmlEscape(t) + "</li>";
+		std::string html = "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + HtmlEscape(f.m_sTitle) +
+						   " :: Mintyard</title><style>body{font-family:sans-serif;background:#1b2129;color:#d6dde5;margin:2em}"
+						   "img.preview{max-width:512px;border:1px solid #445}ul.tags{list-style:none;padding:0}"
+						   "li.tag{display:inline-block;background:#2d3a4a;margin:2px;padding:2px 8px;border-radius:3px}"
+						   "td{padding:2px 12px 2px 0}.note{margin:0.5em 0;padding:0.5em;background:#232c37}</style></head><body>\n";
+		html += "<h1 id=\"title\">" + HtmlEscape(f.m_sTitle) + "</h1>\n";
+		if (f.m_hPreviewFile)
+			html += "<img class=\"preview\" id=\"preview\" src=\"/api/v1/ugc/" + std::to_string(f.m_hPreviewFile) + "\" alt=\"Preview\">\n";
+		html += "<table><tr><td>Author</td><td id=\"author\">" + HtmlEscape(author.m_sPersona) + "</td></tr>";
+		html += "<tr><td>Visibility</td><td id=\"visibility\">" + std::string(VisibilityName(f.m_eVisibility)) + "</td></tr>";
+		html += "<tr><td>Updated</td><td id=\"updated\">" + FormatTime(f.m_rtimeUpdated) + "</td></tr>";
+		html += "<tr><td>Created</td><td>" + FormatTime(f.m_rtimeCreated) + "</td></tr>";
+		html += "<tr><td>Votes</td><td>" + std::to_string(f.m_nVotesUp) + " up, " + std::to_string(f.m_nVotesDown) + " down</td></tr></table>\n";
+		html += "<ul class=\"tags\" id=\"tags\">" + tags + "</ul>\n";
+		html += "<div id=\"description\" style=\"white-space:pre-wrap\">" + HtmlEscape(f.m_sDescription) + "</div>\n";
+		html += "<h2>Change notes</h2><div id=\"changes\">\n";
+		for (const BrumeChangeNote_t &n : notes)
+			html += "<div class=\"note\"><div class=\"when\">" + FormatTime(n.m_rtime) + "</div><div class=\"text\">" + HtmlEscape(n.m_sNote) + "</div></div>\n";
+		html += "</div></body></html>\n";
+		res.set_content(html, "text/html; charset=utf-8");
+	}
+
+	void Routes()
+	{
+		m_Server.set_payload_max_length((size_t)1 << 31);
+		m_Server.set_tcp_nodelay(true); // small answers must not wait for the peer's delayed acknowledgement
+		m_Server.set_pre_routing_handler([this](const httplib::Request &req, httplib::Response &res) { return Inject(req, res); });
+
+		m_Server.Get("/api/v1/status", [this](const httplib::Request &req, httplib::Response &res) {
+			const uint64 caller = Caller(req);
+			BrumeAccount_t account;
+			m_Store.GetAccount(caller, account);
+			rapidjson::StringBuffer buffer;
+			CJsonWriter w(buffer);
+			w.StartObject();
+			w.Key("service"); w.String("mintyard");
+			w.Key("appid"); w.Uint(m_Options.m_nAppID);
+			w.Key("universe"); w.Int(m_Options.m_nUniverse);
+			w.Key("account"); w.Uint64(caller);
+			w.Key("persona"); w.String(account.m_sPersona.c_str());
+			w.EndObject();
+			SendJson(res, buffer);
+		});
+
+		m_Server.Get(R"(/api/v1/accounts/(\d+))", [this](const httplib::Request &req, httplib::Response &res) {
+			uint64 id;
+			BrumeAccount_t account;
+			if (!FileIdOf(req, res, id))
+				return;
+			if (!m_Store.GetAccount(id, account))
+				return SendResult(res, BRUME_RESULT_FILE_NOT_FOUND, 404);
+			rapidjson::StringBuffer buffer;
+			CJsonWriter w(buffer);
+			w.StartObject();
+			w.Key("result"); w.Int(BRUME_RESULT_OK);
+			w.Key("id"); w.Uint64(id);
+			w.Key("persona"); w.String(account.m_sPersona.c_str());
+			w.EndObject();
+			SendJson(res, buffer);
+		});
+
+		m_Server.Get("/api/v1/files", [this](const httplib::Request &req, httplib::Response &res) {
+			uint64 creator = Caller(req), start = 0, count = 50;
+			if ((req.has_param("creator") && !ParseU64(req.get_param_value("creator"), creator)) ||
+				(req.has_param("start") && !ParseU64(req.get_param_value("start"), start)) ||
+				(req.has_param("count") && !ParseU64(req.get_param_value("count"), count)) || start > 0xffffffffu)
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "bad creator, start or count");
+			count = std::min<uint64>(count, 50);
+			std::vector<std::string> required, excluded;
+			for (size_t i = 0, n = req.get_param_value_count("required"); i < n; ++i)
+				required.push_back(req.get_param_value("required", i));
+			for (size_t i = 0, n = req.get_param_value_count("excluded"); i < n; ++i)
+				excluded.push_back(req.get_param_value("excluded", i));
+			std::vector<uint64> ids;
+			uint32 total = 0;
+			if (!m_Store.ListFiles(creator, (uint32)start, (uint32)count, required, excluded, ids, total))
+				return SendResult(res, BRUME_RESULT_FAIL, 500);
+			rapidjson::StringBuffer buffer;
+			CJsonWriter w(buffer);
+			w.StartObject();
+			w.Key("result"); w.Int(BRUME_RESULT_OK);
+			w.Key("start"); w.Uint((uint32)start);
+			w.Key("total"); w.Uint(total);
+			w.Key("ids");
+			w.StartArray();
+			for (uint64 id : ids)
+				w.Uint64(id);
+			w.EndArray();
+			w.EndObject();
+			SendJson(res, buffer);
+		});
+
+		// Reserved for the search of all visible files (search text and filter queries).
+		m_Server.Get("/api/v1/files/query", [](const httplib::Request &, httplib::Response &res) {
+			SendResult(res, BRUME_RESULT_FAIL, 501, 0, "queries are not available in this service yet");
+		});
+
+		m_Server.Post("/api/v1/files", [this](const httplib::Request &req, httplib::Response &res) {
+			rapidjson::Document body;
+			if (!ParseBody(req, res, body))
+				return;
+			const uint32 appId = body.HasMember("app_id") && body["app_id"].IsUint() ? body["app_id"].GetUint() : m_Options.m_nAppID;
+			const int fileType = body.HasMember("file_type") && body["file_type"].IsInt() ? body["file_type"].GetInt() : 0;
+			const uint64 id = m_Store.CreateFile(Caller(req), appId, fileType, Now());
+			if (!id)
+				return SendResult(res, BRUME_RESULT_FAIL, 500);
+			SendResult(res, BRUME_RESULT_OK, 200, id);
+		});
+
+		m_Server.Get(R"(/api/v1/files/(\d+))", [this](const httplib::Request &req, httplib::Response &res) {
+			uint64 id;
+			BrumeFileRecord_t f;
+			if (!FileIdOf(req, res, id))
+				return;
+			if (!m_Store.GetFile(id, f))
+				return SendResult(res, BRUME_RESULT_FILE_NOT_FOUND, 404, id);
+			rapidjson::StringBuffer buffer;
+			CJsonWriter w(buffer);
+			WriteFile(w, f);
+			SendJson(res, buffer);
+		});
+
+		m_Server.Post(R"(/api/v1/files/(\d+)/update)", [this](const httplib::Request &req, httplib::Response &res) { Update(req, res); });
+
+		m_Server.Delete(R"(/api/v1/files/(\d+))", [this](const httplib::Request &req, httplib::Response &res) {
+			uint64 id;
+			if (!FileIdOf(req, res, id))
+				return;
+			const int result = m_Store.DeleteFile(id, Caller(req));
+			SendResult(res, result, StatusOf(result), id);
+		});
+
+		m_Server.Get(R"(/api/v1/files/(\d+)/changes)", [this](const httplib::Request &req, httplib::Response &res) {
+			uint64 id;
+			BrumeFileRecord_t f;
+			if (!FileIdOf(req, res, id))
+				return;
+			if (!m_Store.GetFile(id, f))
+				return SendResult(res, BRUME_RESULT_FILE_NOT_FOUND, 404, id);
+			std::vector<BrumeChangeNote_t> notes;
+			m_Store.GetChangeNotes(id, notes);
+			rapidjson::StringBuffer buffer;
+			CJsonWriter w(buffer);
+			w.StartObject();
+			w.Key("result"); w.Int(BRUME_RESULT_OK);
+			w.Key("changes");
+			w.StartArray();
+			for (const BrumeChangeNote_t &n : notes)
+			{
+				w.StartObject();
+				w.Key("time"); w.Uint(n.m_rtime);
+				w.Key("note"); w.String(n.m_sNote.c_str());
+				w.EndObject();
+			}
+			w.EndArray();
+			w.EndObject();
+			SendJson(res, buffer);
+		});
+
+		m_Server.Post(R"(/api/v1/files/(\d+)/children)", [this](const httplib::Request &req, httplib::Response &res) {
+			uint64 id;
+			rapidjson::Document body;
+			if (!FileIdOf(req, res, id) || !ParseBody(req, res, body))
+				return;
+			if (!body.HasMember("child") || !body["child"].IsUint64())
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no child");
+			const int result = m_Store.AddChild(id, body["child"].GetUint64(), Caller(req));
+			SendResult(res, result, StatusOf(result), id);
+		});
+
+		m_Server.Post(R"(/api/v1/files/(\d+)/vote)", [this](const httplib::Request &req, httplib::Response &res) {
+			uint64 id;
+			rapidjson::Document body;
+			if (!FileIdOf(req, res, id) || !ParseBody(req, res, body))
+				return;
+			if (!body.HasMember("up") || !body["up"].IsBool())
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no vote");
+			const int result = m_Store.Vote(id, Caller(req), body["up"].GetBool());
+			SendResult(res, result, StatusOf(result), id);
+		});
+
+		m_Server.Post(R"(/api/v1/files/(\d+)/moderation)", [this](const httplib::Request &req, httplib::Response &res) {
+			uint64 id;
+			rapidjson::Document body;
+			if (!FileIdOf(req, res, id) || !ParseBody(req, res, body))
+				return;
+			const bool banned = body.HasMember("banned") && body["banned"].IsBool() && body["banned"].GetBool();
+			const bool accepted = body.HasMember("mintyard_accepted") && body["mintyard_accepted"].IsBool() && body["mintyard_accepted"].GetBool();
+			const int result = m_Store.SetModeration(id, banned, accepted);
+			SendResult(res, result, StatusOf(result), id);
+		});
+
+		auto blob = [this](const httplib::Request &req, httplib::Response &res, bool bInfoOnly) {
+			uint64 handle;
+			BrumeBlob_t b;
+			if (!FileIdOf(req, res, handle))
+				return;
+			if (!m_Store.GetBlob(handle, b))
+				return SendResult(res, BRUME_RESULT_FILE_NOT_FOUND, 404);
+			if (bInfoOnly)
+			{
+				rapidjson::StringBuffer buffer;
+				CJsonWriter w(buffer);
+				w.StartObject();
+				w.Key("result"); w.Int(BRUME_RESULT_OK);
+				w.Key("handle"); w.Uint64(handle);
+				w.Key("name"); w.String(b.m_sName.c_str());
+				w.Key("size"); w.Int64(b.m_nSize);
+				w.Key("owner"); w.Uint64(b.m_ulOwner);
+				w.Key("app_id"); w.Uint(b.m_nAppID);
+				w.Key("publishedfileid"); w.Uint64(b.m_nPublishedFileId);
+				w.EndObject();
+				return SendJson(res, buffer);
+			}
+			std::string bytes;
+			FILE *file = fopen(m_Store.BlobPath(handle).c_str(), "rb");
+			if (!file)
+				return SendResult(res, BRUME_RESULT_FILE_NOT_FOUND, 404);
+			char chunk[65536];
+			size_t got;
+			while ((got = fread(chunk, 1, sizeof(chunk), file)) > 0)
+				bytes.append(chunk, got);
+			fclose(file);
+			res.set_header("X-Brume-File-Name", b.m_sName);
+			res.set_header("X-Brume-Owner", std::to_string(b.m_ulOwner));
+			res.set_header("X-Brume-App-Id", std::to_string(b.m_nAppID));
+			res.set_content(bytes, ContentTypeOf(b.m_sName));
+		};
+		m_Server.Get(R"(/api/v1/ugc/(\d+))", [blob](const httplib::Request &req, httplib::Response &res) { blob(req, res, false); });
+		m_Server.Get(R"(/api/v1/ugc/(\d+)/info)", [blob](const httplib::Request &req, httplib::Response &res) { blob(req, res, true); });
+
+		m_Server.Post("/api/v1/reservations", [this](const httplib::Request &req, httplib::Response &res) {
+			rapidjson::Document body;
+			if (!ParseBody(req, res, body))
+				return;
+			if (!body.HasMember("index") || !body["index"].IsUint() || body["index"].GetUint() == 0)
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "no index");
+			const uint32 index = body["index"].GetUint();
+			const int prefab = body.HasMember("prefab") && body["prefab"].IsInt() ? body["prefab"].GetInt() : 43;
+			std::string holder;
+			const int result = m_Store.ReserveIndex(index, Caller(req), prefab, Now(), holder);
+			rapidjson::StringBuffer buffer;
+			CJsonWriter w(buffer);
+			w.StartObject();
+			w.Key("result"); w.Int(result);
+			w.Key("index"); w.Uint(index);
+			if (result == BRUME_RESERVE_TAKEN)
+			{
+				w.Key("user");
+				w.String(holder.c_str());
+			}
+			w.EndObject();
+			SendJson(res, buffer);
+		});
+
+		m_Server.Post("/api/v1/occupied", [this](const httplib::Request &req, httplib::Response &res) {
+			rapidjson::Document body;
+			if (!ParseBody(req, res, body))
+				return;
+			if (!body.HasMember("index") || !body["index"].IsUint())
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "no index");
+			SendResult(res, m_Store.MarkIndexOccupied(body["index"].GetUint()) ? BRUME_RESULT_OK : BRUME_RESULT_FAIL, 200);
+		});
+
+		m_Server.Get("/sharedfiles/filedetails/", [this](const httplib::Request &req, httplib::Response &res) { Page(req, res); });
+		m_Server.Get("/sharedfiles/filedetails", [this](const httplib::Request &req, httplib::Response &res) { Page(req, res); });
+	}
+
+	ServiceOptions_t m_Options;
+	CBrumeStore m_Store;
+	httplib::Server m_Server;
+	uint64 m_ulDefaultAccount = 0;
+	std::mutex m_RandomMutex;
+	std::mt19937_64 m_Random;
+};
+
+void Usage()
+{
+	fprintf(stderr,
+		"usage: brume_service --data-dir DIR [--port N (0 picks a free one)] [--account N] [--persona NAME]\n"
+		"                     [--universe N] [--appid N] [--delay-ms N] [--failure-rate 0..1] [--result-code N]\n");
+}
+
+CBrumeService *s_pService = nullptr;
+void OnSignal(int)
+{
+	if (s_pService)
+		s_pService->Stop();
+}
+} // namespace
+
+int main(int argc, char **argv)
+{
+	ServiceOptions_t options;
+	for (int i = 1; i < argc; ++i)
+	{
+		const std::string arg = argv[i];
+		const bool hasValue = i + 1 < argc;
+		auto number = [&](long long lo, long long hi, long long &out) {
+			char *end = nullptr;
+			out = strtoll(argv[i + 1], &end, 10);
+			return end && *end == 0 && out >= lo && out <= hi;
+		};
+		long long n = 0;
+		if (arg == "--data-dir" && hasValue)
+			options.m_sDataDir = argv[++i];
+		else if (arg == "--port" && hasValue && number(0, 65535, n))
+			options.m_nPort = (int)n, ++i;
+		else if (arg == "--account" && hasValue && number(1, 0xffffffffll, n))
+			options.m_nAccount = (uint32)n, ++i;
+		else if (arg == "--persona" && hasValue)
+			options.m_sPersona = argv[++i];
+		else if (arg == "--universe" && hasValue && number(1, 4, n))
+			options.m_nUniverse = (int)n, ++i;
+		else if (arg == "--appid" && hasValue && number(1, 0xffffffffll, n))
+			options.m_nAppID = (uint32)n, ++i;
+		else if (arg == "--delay-ms" && hasValue && number(0, 600000, n))
+			options.m_nDelayMs = (int)n, ++i;
+		else if (arg == "--result-code" && hasValue && number(2, 1000, n))
+			options.m_nResultCode = (int)n, ++i;
+		else if (arg == "--failure-rate" && hasValue)
+		{
+			char *end = nullptr;
+			options.m_flFailureRate = strtod(argv[++i], &end);
+			if (!end || *end || options.m_flFailureRate < 0.0 || options.m_flFailureRate > 1.0)
+			{
+				fprintf(stderr, "brume_service: --failure-rate takes a number from 0 to 1\n");
+				return 2;
+			}
+		}
+		else
+		{
+			fprintf(stderr, "brume_service: bad option or value: %s\n", arg.c_str());
+			Usage();
+			return 2;
+		}
+	}
+	if (options.m_sDataDir.empty())
+	{
+		Usage();
+		return 2;
+	}
+	CBrumeService service(options);
+	std::string error;
+	if (!service.Start(error))
+	{
+		fprintf(stderr, "brume_service: %s\n", error.c_str());
+		return 1;
+	}
+	const int port = service.Bind();
+	if (port <= 0)
+	{
+		fprintf(stderr, "brume_service: cannot listen on 127.0.0.1:%d\n", options.m_nPort);
+		return 1;
+	}
+	s_pService = &service;
+	signal(SIGINT, OnSignal);
+	signal(SIGTERM, OnSignal);
+	printf("listening on 127.0.0.1:%d\n", port);
+	fflush(stdout);
+	service.Listen();
+	s_pService = nullptr;
+	return 0;
+}

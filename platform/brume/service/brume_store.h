@@ -1,0 +1,155 @@
+// The records of the local content service: accounts, published files with their tags, key-value
+// tags, children, votes and change notes, the content and preview blobs (UGC handles), and the
+// item-definition-index reservations.
+//
+// Records live in one SQLite database (WAL journal) under the data directory; the bytes of every
+// blob live in "<data>/ugc/<handle>", written to a temporary name, flushed and renamed before the
+// record that names them is committed. A crash therefore leaves at worst an unreferenced blob,
+// which the next start removes, never a record that points at half a file.
+//
+// All members are safe to call from several threads; one mutex serialises the database.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/platform.h"
+
+struct sqlite3;
+
+// Result codes shared with the client.
+enum EBrumeServiceResult
+{
+	BRUME_RESULT_OK = 1,
+	BRUME_RESULT_FAIL = 2,
+	BRUME_RESULT_INVALID_PARAM = 8,
+	BRUME_RESULT_FILE_NOT_FOUND = 9,
+	BRUME_RESULT_ACCESS_DENIED = 15,
+};
+
+// Reservation answers.
+enum EBrumeReservationResult
+{
+	BRUME_RESERVE_ACCEPTED = 1,
+	BRUME_RESERVE_OCCUPIED = 2,
+	BRUME_RESERVE_TAKEN = 3,
+	BRUME_RESERVE_TIMED_OUT = 4,
+};
+
+struct BrumeAccount_t
+{
+	uint64 m_ulID = 0;
+	std::string m_sPersona;
+};
+
+struct BrumeChangeNote_t
+{
+	uint32 m_rtime = 0;
+	std::string m_sNote;
+};
+
+struct BrumeBlob_t
+{
+	uint64 m_hHandle = 0;
+	uint64 m_nPublishedFileId = 0;
+	uint64 m_ulOwner = 0;
+	uint32 m_nAppID = 0;
+	std::string m_sName; // relative path inside the content folder, or the preview's file name
+	int64 m_nSize = 0;
+	std::string m_sRole; // "content" or "preview"
+};
+
+struct BrumeFileRecord_t
+{
+	uint64 m_nPublishedFileId = 0;
+	uint64 m_ulCreator = 0;
+	uint32 m_nAppID = 0;
+	std::string m_sTitle;
+	std::string m_sDescription;
+	int32 m_eVisibility = 0;
+	int32 m_eFileType = 0;
+	uint32 m_rtimeCreated = 0;
+	uint32 m_rtimeUpdated = 0;
+	uint64 m_hFile = 0; // the main content blob, 0 when none
+	std::string m_sFileName;
+	int64 m_nFileSize = 0;
+	uint64 m_hPreviewFile = 0;
+	int64 m_nPreviewFileSize = 0;
+	uint32 m_nVotesUp = 0;
+	uint32 m_nVotesDown = 0;
+	bool m_bBanned = false;
+	bool m_bAccepted = false;
+	std::vector<std::string> m_vecTags; // sorted
+	std::vector<std::pair<std::string, std::string>> m_vecKeyValueTags;
+	std::vector<uint64> m_vecChildren;
+	std::vector<BrumeBlob_t> m_vecContent; // every file of the content folder
+};
+
+// One change submitted by an owner; members left unset are not changed.
+struct BrumeFileUpdate_t
+{
+	bool m_bSetTitle = false, m_bSetDescription = false, m_bSetVisibility = false, m_bSetTags = false,
+		 m_bSetKeyValueTags = false;
+	std::string m_sTitle, m_sDescription;
+	int32 m_eVisibility = 0;
+	std::vector<std::string> m_vecTags;
+	std::vector<std::pair<std::string, std::string>> m_vecKeyValueTags;
+	// New content folder (replaces the old one entirely when m_bSetContent) and preview.
+	bool m_bSetContent = false;
+	std::vector<std::pair<std::string, std::string>> m_vecContent; // relative path, bytes
+	bool m_bSetPreview = false;
+	std::string m_sPreviewName, m_sPreviewBytes;
+	std::string m_sChangeNote;
+	uint32 m_rtimeNow = 0;
+};
+
+class CBrumeStore
+{
+public:
+	CBrumeStore() = default;
+	~CBrumeStore();
+	CBrumeStore(const CBrumeStore &) = delete;
+	CBrumeStore &operator=(const CBrumeStore &) = delete;
+
+	// Opens or creates the store under the folder; false with a message when that fails.
+	bool Open(const std::string &dataDir, std::string &error);
+
+	bool EnsureAccount(uint64 id, const std::string &persona);
+	bool GetAccount(uint64 id, BrumeAccount_t &out);
+
+	// New file owned by `creator`; returns its id, or 0 on failure.
+	uint64 CreateFile(uint64 creator, uint32 appId, int32 fileType, uint32 now);
+	// BRUME_RESULT_OK, _FILE_NOT_FOUND, _ACCESS_DENIED or _FAIL.
+	int UpdateFile(uint64 id, uint64 caller, const BrumeFileUpdate_t &update, std::string &error);
+	int DeleteFile(uint64 id, uint64 caller);
+	bool GetFile(uint64 id, BrumeFileRecord_t &out);
+	// Ids of the files of one creator, oldest first, a page of them; `total` is the whole count.
+	// Files that carry every tag of `required` and none of `excluded` count.
+	bool ListFiles(uint64 creator, uint32 start, uint32 count, const std::vector<std::string> &required,
+		const std::vector<std::string> &excluded, std::vector<uint64> &ids, uint32 &total);
+	bool GetChangeNotes(uint64 id, std::vector<BrumeChangeNote_t> &out);
+	int AddChild(uint64 id, uint64 child, uint64 caller);
+	int Vote(uint64 id, uint64 voter, bool bUp);
+	// Moderation flags; only the service's own tools call this (no account check).
+	int SetModeration(uint64 id, bool bBanned, bool bAccepted);
+
+	bool GetBlob(uint64 handle, BrumeBlob_t &out);
+	std::string BlobPath(uint64 handle) const;
+
+	// Reserves a definition index for `account`; fills the holder's persona on BRUME_RESERVE_TAKEN.
+	int ReserveIndex(uint32 index, uint64 account, int32 prefab, uint32 now, std::string &holder);
+	bool MarkIndexOccupied(uint32 index);
+
+private:
+	bool Exec(const char *sql);
+	bool LoadFileLocked(uint64 id, BrumeFileRecord_t &out);
+	uint64 StoreBlobLocked(const std::string &name, const std::string &bytes, std::string &path, std::string &error);
+	void SweepOrphansLocked();
+
+	std::mutex m_Mutex;
+	sqlite3 *m_pDB = nullptr;
+	std::string m_sDataDir;
+	uint64 m_nNextBlob = 1;
+};
