@@ -18,6 +18,26 @@ enum EMintyardVisibility
 	MINTYARD_VISIBILITY_PRIVATE = 2,
 };
 
+// What an importer was asked to do with a submission, and what came of it.
+struct MintyardImportRequest_t
+{
+	CUtlString m_sItemName;
+	int32 m_nMode = 0;
+	uint32 m_nFlags = 0;
+	uint32 m_nTargetChangelist = 0;
+	CUtlString m_sTargetLootlist;
+	uint32 m_nItemToUpdate = 0; // an item definition index, 0 for a new item
+};
+
+struct MintyardImportResult_t
+{
+	CUtlVector<CUtlString> m_vecErrors;
+	CUtlVector<CUtlString> m_vecWarnings;
+	CUtlString m_sDownloadedArchiveName;
+	uint32 m_nEconItemDefinitionIndex = 0;
+	CUtlString m_sEconItemName;
+};
+
 struct PublishedFileInfo_t
 {
 	CUtlString m_sGuid;
@@ -47,4 +67,8 @@ struct PublishedFileInfo_t
 	uint32 m_nVotesUp = 0;
 	uint32 m_nVotesDown = 0;
 	CUtlVector<std::shared_ptr<PublishedFileInfo_t>> m_vecChildren;
+	// The heroes (or other targets) the submission's items are for, as the importer found them.
+	CUtlVector<CUtlString> m_vecImportTargets;
+	MintyardImportRequest_t m_ImportRequest;
+	MintyardImportResult_t m_ImportResult;
 };

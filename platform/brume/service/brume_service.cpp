@@ -14,7 +14,9 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include "brume/query/brumequery.h"
 #include "brume_store.h"
+#include "core/strtools.h"
 
 namespace
 {
@@ -519,9 +521,63 @@ private:
 			SendJson(res, buffer);
 		});
 
-		// Reserved for the search of all visible files (search text and filter queries).
-		m_Server.Get("/api/v1/files/query", [](const httplib::Request &, httplib::Response &res) {
-			SendResult(res, BRUME_RESULT_FAIL, 501, 0, "queries are not available in this service yet");
+		// The search of every file the caller may see: "search_text" and the filter queries, given
+		// as "solr_filter_queries[0]", "solr_filter_queries[1]", ... or as a repeated
+		// "solr_filter_queries". Answers a page of ids as the listing does.
+		m_Server.Get("/api/v1/files/query", [this](const httplib::Request &req, httplib::Response &res) {
+			uint64 start = 0, count = 50;
+			if ((req.has_param("start") && !ParseU64(req.get_param_value("start"), start)) ||
+				(req.has_param("count") && !ParseU64(req.get_param_value("count"), count)) || start > 0xffffffffu)
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "bad start or count");
+			count = std::min<uint64>(count, 50);
+			CBrumeSearch search;
+			search.SetSearchText(req.get_param_value("search_text"));
+			std::vector<std::string> queries;
+			for (size_t i = 0, n = req.get_param_value_count("solr_filter_queries"); i < n; ++i)
+				queries.push_back(req.get_param_value("solr_filter_queries", i));
+			for (int i = 0; req.has_param(V_Format("solr_filter_queries[%d]", i).c_str()); ++i)
+				queries.push_back(req.get_param_value(V_Format("solr_filter_queries[%d]", i).c_str()));
+			for (size_t i = 0; i < queries.size(); ++i)
+			{
+				std::string error;
+				if (!search.AddFilterQuery(queries[i], error))
+					return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0,
+						V_Format("filter query %zu: %s", i, error.c_str()).c_str());
+			}
+			std::vector<uint64> visible, ids;
+			if (!m_Store.ListVisibleFiles(Caller(req), visible))
+				return SendResult(res, BRUME_RESULT_FAIL, 500);
+			uint32 total = 0;
+			for (uint64 id : visible)
+			{
+				BrumeFileRecord_t file;
+				if (!m_Store.GetFile(id, file))
+					continue;
+				BrumeQueryRecord_t record;
+				record.m_nFileType = (uint32)file.m_eFileType;
+				record.m_Tags = file.m_vecTags;
+				record.m_KeyValueTags = file.m_vecKeyValueTags;
+				record.m_sTitle = file.m_sTitle;
+				record.m_sDescription = file.m_sDescription;
+				if (!search.Matches(record))
+					continue;
+				if (total >= start && ids.size() < count)
+					ids.push_back(id);
+				++total;
+			}
+			rapidjson::StringBuffer buffer;
+			CJsonWriter w(buffer);
+			w.StartObject();
+			w.Key("result"); w.Int(BRUME_RESULT_OK);
+			w.Key("start"); w.Uint((uint32)start);
+			w.Key("total"); w.Uint(total);
+			w.Key("ids");
+			w.StartArray();
+			for (uint64 id : ids)
+				w.Uint64(id);
+			w.EndArray();
+			w.EndObject();
+			SendJson(res, buffer);
 		});
 
 		m_Server.Post("/api/v1/files", [this](const httplib::Request &req, httplib::Response &res) {

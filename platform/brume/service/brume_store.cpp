@@ -429,6 +429,19 @@ bool CBrumeStore::ListFiles(uint64 creator, uint32 start, uint32 count, const st
 	return true;
 }
 
+bool CBrumeStore::ListVisibleFiles(uint64 caller, std::vector<uint64> &ids)
+{
+	std::lock_guard<std::mutex> lock(m_Mutex);
+	ids.clear();
+	CStatement s(m_pDB, "SELECT id FROM files WHERE visibility=0 OR creator=? ORDER BY id");
+	if (!s.Ok())
+		return false;
+	s.Bind(1, (int64)caller);
+	while (s.Row())
+		ids.push_back((uint64)s.Int(0));
+	return true;
+}
+
 bool CBrumeStore::GetChangeNotes(uint64 id, std::vector<BrumeChangeNote_t> &out)
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);

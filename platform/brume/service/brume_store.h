@@ -129,6 +129,8 @@ public:
 	// Files that carry every tag of `required` and none of `excluded` count.
 	bool ListFiles(uint64 creator, uint32 start, uint32 count, const std::vector<std::string> &required,
 		const std::vector<std::string> &excluded, std::vector<uint64> &ids, uint32 &total);
+	// Ids of every file the caller may see (public ones and the caller's own), oldest first.
+	bool ListVisibleFiles(uint64 caller, std::vector<uint64> &ids);
 	bool GetChangeNotes(uint64 id, std::vector<BrumeChangeNote_t> &out);
 	int AddChild(uint64 id, uint64 child, uint64 caller);
 	int Vote(uint64 id, uint64 voter, bool bUp);
