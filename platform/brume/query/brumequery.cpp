@@ -49,9 +49,11 @@ struct Token_t
 	size_t position = 0; // byte offset from 1
 };
 
+// Any byte but blanks, parentheses and quotes belongs to a word (a NUL byte too, so that every
+// step of the tokenizer moves on).
 bool IsWordByte(char c)
 {
-	return c && !std::isspace((unsigned char)c) && c != '(' && c != ')' && c != '"';
+	return !std::isspace((unsigned char)c) && c != '(' && c != ')' && c != '"';
 }
 
 // Splits the query into tokens; false with the message on a bad quote.

@@ -96,6 +96,8 @@ TEST(BrumeQuery, MalformedQueriesAreRefusedWithThePlace)
 	EXPECT_EQ(ErrorOf("tags:(kvtags:a)"), "at 7: a field inside a field's values");
 	EXPECT_EQ(ErrorOf(std::string(100, '(') + "tags:a" + std::string(100, ')')).find("nested too deeply") != std::string::npos, true);
 	EXPECT_NE(ErrorOf(std::string(BRUME_QUERY_MAX_LENGTH + 1, ' ')).find("at most"), std::string::npos);
+	// A NUL byte is part of a word, not the end of the text.
+	EXPECT_EQ(ErrorOf(std::string("tags:(a\0b) NOT kv\0x:(s*)", 24)).rfind("at 16: unknown field 'kv", 0), 0u);
 	// Deep but allowed.
 	EXPECT_TRUE(Matches(std::string(60, '(') + "tags:a" + std::string(60, ')'), File(0, { "a" })));
 }
