@@ -455,6 +455,88 @@ void DrawSound(QPainter &p, const Pal &c)
 		Line(p, Arc(13.5, 16, r, -42, 84), c.primary, 2.6);
 }
 
+// A sheet of paper with a folded corner.
+void Page(QPainter &p, const Pal &c)
+{
+	FillRound(p, c, Poly({ { 7, 3.5 }, { 19, 3.5 }, { 25, 9.5 }, { 25, 28.5 }, { 7, 28.5 } }), kWhite, 1);
+	Fill(p, c, Poly({ { 19, 3.5 }, { 25, 9.5 }, { 19, 9.5 } }), kSteel);
+}
+
+// A round mint badge with a white "+" in the lower right corner.
+void PlusBadge(QPainter &p, const Pal &c)
+{
+	Fill(p, c, Circle(23.5, 23.5, 7), kMint);
+	Line(p, Poly({ { 23.5, 19.5 }, { 23.5, 27.5 } }, false), kWhite, 2.6);
+	Line(p, Poly({ { 19.5, 23.5 }, { 27.5, 23.5 } }, false), kWhite, 2.6);
+}
+
+// A magnifying glass with its lens centred on (cx, cy).
+void Magnifier(QPainter &p, const Pal &c, double cx, double cy, double r)
+{
+	const QPointF handle(cx + r * 0.72, cy + r * 0.72);
+	Fill(p, c, Thick(Poly({ handle, handle + QPointF(r * 0.8, r * 0.8) }, false), r * 0.55), kSlate.lighter(150));
+	Fill(p, c, Circle(cx, cy, r), c.light);
+	Line(p, Arc(cx, cy, r * 0.6, 100, 70), kWhite, 1.5);
+}
+
+void DrawAddFile(QPainter &p, const Pal &c)
+{
+	Page(p, c);
+	for (double y : { 14.0, 18.0 })
+		Line(p, Poly({ { 11, y }, { 20, y } }, false), kGrey, 1.4);
+	PlusBadge(p, c);
+}
+
+void DrawAddFolder(QPainter &p, const Pal &c)
+{
+	p.save();
+	p.translate(-2, -3);
+	Folder(p, c);
+	p.restore();
+	PlusBadge(p, c);
+}
+
+void DrawLaunchFile(QPainter &p, const Pal &c)
+{
+	Page(p, c);
+	FillRound(p, c, Poly({ { 13, 13.5 }, { 20.5, 18.5 }, { 13, 23.5 } }), c.primary, 1);
+}
+
+void DrawShowInExplorer(QPainter &p, const Pal &c)
+{
+	p.save();
+	p.translate(-1.5, -3);
+	Folder(p, c);
+	p.restore();
+	Magnifier(p, c, 19.5, 19.5, 5.5);
+}
+
+void DrawSearch(QPainter &p, const Pal &c) { Magnifier(p, c, 13, 13, 9); }
+
+void DrawAbout(QPainter &p, const Pal &c)
+{
+	Fill(p, c, Circle(16, 16, 13), c.primary);
+	Dot(p, 16, 9.5, 2.2, kWhite);
+	Line(p, Poly({ { 16, 14.5 }, { 16, 23.5 } }, false), kWhite, 3.4);
+}
+
+// A tree of three rows below a node box that shows "+" or "-".
+void TreeNode(QPainter &p, const Pal &c, bool bExpand)
+{
+	Line(p, Poly({ { 9, 13 }, { 9, 25 }, { 15, 25 } }, false), kGrey, 1.6);
+	Line(p, Poly({ { 9, 19 }, { 15, 19 } }, false), kGrey, 1.6);
+	for (double y : { 19.0, 25.0 })
+		Fill(p, c, Rect(16, y - 2.2, 12, 4.4, 1.5), c.light);
+	Fill(p, c, Rect(16, 4.8, 12, 4.4, 1.5), c.light);
+	Fill(p, c, Rect(3.5, 1.5, 11, 11, 2), c.primary);
+	Line(p, Poly({ { 6.5, 7 }, { 11.5, 7 } }, false), kWhite, 2.2);
+	if (bExpand)
+		Line(p, Poly({ { 9, 4.5 }, { 9, 9.5 } }, false), kWhite, 2.2);
+}
+
+void DrawCollapseAll(QPainter &p, const Pal &c) { TreeNode(p, c, false); }
+void DrawExpandAll(QPainter &p, const Pal &c) { TreeNode(p, c, true); }
+
 // The pictures of the sample addons.
 void DrawCourierSkin(QPainter &p, const Pal &)
 {
@@ -499,6 +581,17 @@ const std::vector<Image> kToolImages = {
 	{ "mintyardmanager/icon_critical.png", 48, 48, DrawCritical, false },
 	{ "mintyardmanager/icon_warning.png", 32, 32, DrawWarning, false },
 	{ "mintyardmanager/bdlmanager.png", 32, 32, DrawPackage, false },
+	{ "mintyardmanager/Save.png", 32, 32, DrawSave, false },
+	{ "mintyardmanager/AddFile.png", 32, 32, DrawAddFile, false },
+	{ "mintyardmanager/AddFolder.png", 32, 32, DrawAddFolder, false },
+	{ "mintyardmanager/Delete.png", 32, 32, DrawDelete, false },
+	{ "mintyardmanager/LaunchFile.png", 32, 32, DrawLaunchFile, false },
+	{ "mintyardmanager/ShowInExplorer.png", 32, 32, DrawShowInExplorer, false },
+	{ "mintyardmanager/Options.png", 32, 32, DrawGear, false },
+	{ "mintyardmanager/Search.png", 32, 32, DrawSearch, false },
+	{ "mintyardmanager/About.png", 32, 32, DrawAbout, false },
+	{ "mintyardmanager/CollapseAll.png", 32, 32, DrawCollapseAll, false },
+	{ "mintyardmanager/ExpandAll.png", 32, 32, DrawExpandAll, false },
 	{ "mintyardmanager/mintyardmanager.png", 64, 64, DrawAppIcon, false },
 	{ "mintyardmanager/mintyard_import.ico", 32, 32, DrawImportIcon, false },
 	{ "mintyardmanager/attack_animation.png", 32, 32, DrawSword, false },

@@ -19,6 +19,7 @@
 #include <QVBoxLayout>
 
 #include "brume/brume_api.h"
+#include "mintyardmanager/createbdldialog.h"
 #include "core/keyvalues3.h"
 #include "mintyardmanager/mintyardmanagertool.h"
 #include "mintyardmanager/publishedfilebrowser.h"
@@ -285,7 +286,10 @@ void CMainWindow::ViewInMintyardSlot()
 
 void CMainWindow::BDLCreatorSlot()
 {
-	NotInThisBuild("The BDL creation dialog");
+	// Not modal, and kept as a child of the window after it closes.
+	CCreateBDLDialog *dialog = new CCreateBDLDialog(this);
+	dialog->move(pos().x() + width() / 2 - dialog->width() / 2, pos().y() + height() / 2 - dialog->height() / 2);
+	dialog->show();
 }
 
 void CMainWindow::AboutSlot()

@@ -24,6 +24,17 @@ const char *const g_ppszToolImages[] = {
 	MINTYARD_IMAGES "icon_help.png",
 	MINTYARD_IMAGES "icon_critical.png",
 	MINTYARD_IMAGES "bdlmanager.png",
+	MINTYARD_IMAGES "Save.png",
+	MINTYARD_IMAGES "AddFile.png",
+	MINTYARD_IMAGES "AddFolder.png",
+	MINTYARD_IMAGES "Delete.png",
+	MINTYARD_IMAGES "LaunchFile.png",
+	MINTYARD_IMAGES "ShowInExplorer.png",
+	MINTYARD_IMAGES "Options.png",
+	MINTYARD_IMAGES "Search.png",
+	MINTYARD_IMAGES "About.png",
+	MINTYARD_IMAGES "CollapseAll.png",
+	MINTYARD_IMAGES "ExpandAll.png",
 	"game:tools/images/assetbrowser/appicon.ico",
 };
 const int g_nToolImageCount = (int)V_ARRAYSIZE(g_ppszToolImages);

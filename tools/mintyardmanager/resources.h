@@ -4,7 +4,7 @@
 #include <QIcon>
 #include <QStyle>
 
-// Every image the main window shows, for the resource manifest.
+// Every image the tool's windows show, for the resource manifest.
 extern const char *const g_ppszToolImages[];
 extern const int g_nToolImageCount;
 

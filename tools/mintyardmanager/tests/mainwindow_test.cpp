@@ -17,6 +17,7 @@
 #include "core/keyvalues3.h"
 #include "core/kv3text.h"
 #include "core/tests/test_support.h"
+#include "mintyardmanager/createbdldialog.h"
 #include "mintyardmanager/mainwindow.h"
 #include "mintyardmanager/mintyardmanagertool.h"
 #include "mintyardmanager/publishedfilebrowser.h"
@@ -287,4 +288,26 @@ TEST_F(MainWindowTest, DeletingAsksFirstAndNoAnswersNothing)
 	window->DeleteSubmissionSlot();
 	EXPECT_TRUE(question.startsWith("Delete submission?|This will delete the submission from the mintyard"));
 	EXPECT_EQ(1, window->Browser()->Model().rowCount());
+}
+
+TEST_F(MainWindowTest, CreateBDLOpensThePackWindowCentredOnTheMainWindow)
+{
+	CMainWindow *window = Start();
+	window->move(100, 80);
+	window->resize(1000, 700);
+	window->BDLCreatorSlot();
+	const QList<CCreateBDLDialog *> dialogs = window->findChildren<CCreateBDLDialog *>();
+	ASSERT_EQ(1, dialogs.size());
+	CCreateBDLDialog *dialog = dialogs.first();
+	EXPECT_TRUE(dialog->isVisible());
+	EXPECT_TRUE(dialog->isWindow());
+	EXPECT_EQ(Qt::NonModal, dialog->windowModality());
+	EXPECT_EQ(nullptr, QApplication::activeModalWidget());
+	EXPECT_EQ("Untitled BDL File", dialog->windowTitle());
+	EXPECT_EQ(window->pos().x() + window->width() / 2 - dialog->width() / 2, dialog->pos().x());
+	EXPECT_EQ(window->pos().y() + window->height() / 2 - dialog->height() / 2, dialog->pos().y());
+	// Closed, it stays a child of the window; the next request makes another one.
+	EXPECT_TRUE(dialog->close());
+	window->CreatePackAction()->trigger();
+	EXPECT_EQ(2, window->findChildren<CCreateBDLDialog *>().size());
 }

@@ -1,0 +1,33 @@
+// The subcommands of the `mintyard` command. Each takes the arguments after its name and returns
+// the process exit code: 0 on success, 1 when the job failed, 2 for a usage error.
+#pragma once
+
+#include "core/utlstring.h"
+#include "core/utlvector.h"
+
+struct MintyardCommand_t
+{
+	const char *name;
+	const char *usage;	 // the argument synopsis
+	const char *summary; // one line for the command list
+	int (*run)(const CUtlVector<CUtlString> &args);
+};
+
+// Every subcommand, ended by an entry with a null name. A new subcommand is one line here and
+// one function in its own file.
+extern const MintyardCommand_t g_MintyardCommands[];
+
+int Command_Templates(const CUtlVector<CUtlString> &args);
+int Command_Validate(const CUtlVector<CUtlString> &args);
+int Command_Zip(const CUtlVector<CUtlString> &args);
+int Command_Unzip(const CUtlVector<CUtlString> &args);
+
+// Helpers shared by the subcommands.
+class CToolFrameworkHost;
+// Brings up the file system and the localisation of a game folder (<root>/game/<mod>) for a
+// command. False, with a message on standard error, when that fails.
+bool StartGameServices(CToolFrameworkHost &host, const CUtlString &gameDirectory);
+// Finds "--name value" in the arguments; false when absent. A name without a value is a usage
+// error reported through pbMissingValue.
+bool FindOption(const CUtlVector<CUtlString> &args, const char *name, CUtlString &value, bool *pbMissingValue = nullptr);
+bool HasFlag(const CUtlVector<CUtlString> &args, const char *name);
