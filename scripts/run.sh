@@ -13,6 +13,8 @@ top="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$top"
 scripts/install-deps.sh
 scripts/build.sh
+# The local content service, started when none is running (and filled with samples the first time).
+scripts/brume-service.sh
 
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ] && [ -z "${QT_QPA_PLATFORM:-}" ]; then
   echo "This machine has no display. Start the tool under a virtual one with:"

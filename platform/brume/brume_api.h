@@ -5,6 +5,12 @@
 // on a worker thread; their results are queued and delivered only inside BrumeAPI_RunCallbacks,
 // on the thread that calls it.
 //
+// The client acts for the account named by BRUME_ACCOUNT (a decimal 64-bit account id), or for
+// the service's own account when that is unset; every request carries it in the header
+// "X-Brume-Account", and the service lets only a file's creator change or delete it. Installed
+// items live under BRUME_DATA_DIR, else $XDG_DATA_HOME/mintyard/brume, else
+// ~/.local/share/mintyard/brume.
+//
 // The shared context holds the interfaces of the client; it is filled by Init() after a
 // successful BrumeAPI_Init and cleared with Clear().
 #pragma once

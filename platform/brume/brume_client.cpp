@@ -142,6 +142,7 @@ public:
 		http.set_read_timeout(30, 0);
 		http.set_write_timeout(30, 0);
 		http.set_keep_alive(true);
+		http.set_tcp_nodelay(true);
 		{
 			std::lock_guard<std::mutex> lock(m_JobMutex);
 			m_pWorkerHttp = &http;
@@ -416,7 +417,11 @@ public:
 			{
 				FillDetails(a.m_Json, *result);
 				std::lock_guard<std::mutex> lock(m_CacheMutex);
-				m_Personas[result->m_ulBrumeIDOwner] = Str(a.m_Json, "creator_persona");
+				// Kept as it is when unchanged, so that names handed out earlier stay valid.
+				std::string &persona = m_Personas[result->m_ulBrumeIDOwner];
+				const std::string fresh = Str(a.m_Json, "creator_persona");
+				if (persona != fresh)
+					persona = fresh;
 				m_Details[id] = {now, *result};
 			}
 			else if (a.m_eResult == k_EResultFileNotFound)

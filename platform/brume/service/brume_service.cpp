@@ -452,6 +452,7 @@ private:
 	void Routes()
 	{
 		m_Server.set_payload_max_length((size_t)1 << 31);
+		m_Server.set_tcp_nodelay(true); // small answers must not wait for the peer's delayed acknowledgement
 		m_Server.set_pre_routing_handler([this](const httplib::Request &req, httplib::Response &res) { return Inject(req, res); });
 
 		m_Server.Get("/api/v1/status", [this](const httplib::Request &req, httplib::Response &res) {

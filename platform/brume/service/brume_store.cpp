@@ -397,28 +397,35 @@ bool CBrumeStore::ListFiles(uint64 creator, uint32 start, uint32 count, const st
 	std::lock_guard<std::mutex> lock(m_Mutex);
 	ids.clear();
 	total = 0;
-	std::string sql = "SELECT id FROM files f WHERE creator=?1";
+	std::string where = " FROM files f WHERE creator=?1";
 	int param = 2;
 	for (size_t i = 0; i < required.size(); ++i)
-		sql += " AND EXISTS(SELECT 1 FROM tags t WHERE t.file_id=f.id AND t.tag=?" + std::to_string(param++) + ")";
+		where += " AND EXISTS(SELECT 1 FROM tags t WHERE t.file_id=f.id AND t.tag=?" + std::to_string(param++) + ")";
 	for (size_t i = 0; i < excluded.size(); ++i)
-		sql += " AND NOT EXISTS(SELECT 1 FROM tags t WHERE t.file_id=f.id AND t.tag=?" + std::to_string(param++) + ")";
-	sql += " ORDER BY id";
-	CStatement s(m_pDB, sql.c_str());
-	if (!s.Ok())
+		where += " AND NOT EXISTS(SELECT 1 FROM tags t WHERE t.file_id=f.id AND t.tag=?" + std::to_string(param++) + ")";
+	auto bind = [&](CStatement &s) {
+		s.Bind(1, (int64)creator);
+		int n = 2;
+		for (const std::string &t : required)
+			s.Bind(n++, t);
+		for (const std::string &t : excluded)
+			s.Bind(n++, t);
+		return n;
+	};
+	CStatement counted(m_pDB, ("SELECT COUNT(*)" + where).c_str());
+	if (!counted.Ok())
 		return false;
-	s.Bind(1, (int64)creator);
-	param = 2;
-	for (const std::string &t : required)
-		s.Bind(param++, t);
-	for (const std::string &t : excluded)
-		s.Bind(param++, t);
-	while (s.Row())
-	{
-		if (total >= start && ids.size() < count)
-			ids.push_back((uint64)s.Int(0));
-		++total;
-	}
+	bind(counted);
+	if (!counted.Row())
+		return false;
+	total = (uint32)counted.Int(0);
+	CStatement page(m_pDB, ("SELECT id" + where + " ORDER BY id LIMIT ?" + std::to_string(param) + " OFFSET ?" + std::to_string(param + 1)).c_str());
+	if (!page.Ok())
+		return false;
+	const int next = bind(page);
+	page.Bind(next, (int64)count).Bind(next + 1, (int64)start);
+	while (page.Row())
+		ids.push_back((uint64)page.Int(0));
 	return true;
 }
 

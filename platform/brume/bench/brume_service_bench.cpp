@@ -1,0 +1,113 @@
+// The content service under load: several clients asking for file details at once.
+//
+//   build/bench/brume_service_bench
+//
+// Counters: requests per second over all threads, and the 50th and 99th percentile of the
+// latency of one request in microseconds.
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <httplib.h>
+
+#include "service_process.h"
+
+namespace
+{
+struct Fixture_t
+{
+	std::string m_sDataDir;
+	CServiceProcess m_Service;
+	std::vector<uint64_t> m_Ids;
+
+	bool Start()
+	{
+		char pattern[] = "/tmp/brume_bench_XXXXXX";
+		if (!mkdtemp(pattern))
+			return false;
+		m_sDataDir = pattern;
+		if (!m_Service.Start(m_sDataDir))
+			return false;
+		httplib::Client http("127.0.0.1", m_Service.Port());
+		for (int i = 0; i < 200; ++i)
+		{
+			auto r = http.Post("/api/v1/files", "{\"file_type\":1}", "application/json");
+			if (!r || r->status != 200)
+				return false;
+			const uint64_t id = std::stoull(r->body.substr(r->body.find("\"publishedfileid\":") + 18));
+			httplib::MultipartFormDataItems items = {
+				{"meta", "{\"title\":\"Item " + std::to_string(i) + "\",\"file_description\":\"A description of some length.\",\"tags\":[\"Wearable\",\"Hero\"]}", "", "application/json"},
+				{"content", std::string(4096, 'c'), "item.zip", "application/zip"}};
+			http.Post(("/api/v1/files/" + std::to_string(id) + "/update").c_str(), items);
+			m_Ids.push_back(id);
+		}
+		return true;
+	}
+	~Fixture_t()
+	{
+		m_Service.Stop();
+		std::error_code ec;
+		if (!m_sDataDir.empty())
+			std::filesystem::remove_all(m_sDataDir, ec);
+	}
+};
+
+void BM_ServiceDetailsUnderLoad(benchmark::State &state)
+{
+	const int threads = (int)state.range(0);
+	const int perThread = (int)state.range(1);
+	Fixture_t fixture;
+	if (!fixture.Start())
+	{
+		state.SkipWithError("cannot start brume_service");
+		return;
+	}
+	std::vector<double> latencies;
+	std::atomic<int> failures{0};
+	double seconds = 0;
+	for (auto _ : state)
+	{
+		std::vector<std::vector<double>> perThreadLatencies(threads);
+		const auto start = std::chrono::steady_clock::now();
+		std::vector<std::thread> workers;
+		for (int t = 0; t < threads; ++t)
+		{
+			workers.emplace_back([&, t]() {
+				httplib::Client http("127.0.0.1", fixture.m_Service.Port());
+				http.set_keep_alive(true);
+				http.set_tcp_nodelay(true);
+				perThreadLatencies[t].reserve(perThread);
+				for (int i = 0; i < perThread; ++i)
+				{
+					const uint64_t id = fixture.m_Ids[(size_t)(t * 7919 + i) % fixture.m_Ids.size()];
+					const auto begin = std::chrono::steady_clock::now();
+					auto r = http.Get(("/api/v1/files/" + std::to_string(id)).c_str());
+					const auto end = std::chrono::steady_clock::now();
+					if (!r || r->status != 200)
+						++failures;
+					perThreadLatencies[t].push_back(std::chrono::duration<double, std::micro>(end - begin).count());
+				}
+			});
+		}
+		for (std::thread &w : workers)
+			w.join();
+		seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+		for (auto &l : perThreadLatencies)
+			latencies.insert(latencies.end(), l.begin(), l.end());
+	}
+	std::sort(latencies.begin(), latencies.end());
+	auto percentile = [&](double p) { return latencies.empty() ? 0.0 : latencies[std::min(latencies.size() - 1, (size_t)(p * latencies.size()))]; };
+	state.counters["requests_per_s"] = seconds > 0 ? latencies.size() / seconds : 0.0;
+	state.counters["p50_us"] = percentile(0.50);
+	state.counters["p99_us"] = percentile(0.99);
+	state.counters["failures"] = failures.load();
+}
+BENCHMARK(BM_ServiceDetailsUnderLoad)->Args({8, 2000})->Args({1, 2000})->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+} // namespace
+
+BENCHMARK_MAIN();
