@@ -328,6 +328,36 @@ TEST_F(PublishedFileBrowser, ACancelledProgressStopsTheChain)
 	EXPECT_EQ(m_Browser.ProgressDialog(), nullptr);
 }
 
+TEST_F(PublishedFileBrowser, ADetailsRequestThatCannotBeMadeEndsTheChainWithTheFileId)
+{
+	ASSERT_TRUE(m_Brume.Start());
+	const std::vector<uint64_t> ids = m_Brume.MakeFiles(3);
+	ASSERT_TRUE(m_Browser.StartFileQuery(false));
+	// The client's interfaces go before the listing answers, so no details request can be made.
+	BrumeAPIContext()->Clear();
+	ASSERT_TRUE(PumpUntil([this] { return !m_Browser.IsBusy(); }));
+	ASSERT_EQ(m_Boxes.m_Texts.size(), 1);
+	EXPECT_EQ(m_Boxes.m_Texts[0], QString("Failed to retrieve published file details!\nFile ID: %1").arg(ids[0]));
+	EXPECT_EQ(m_Browser.Model().rowCount(), 0);
+	EXPECT_EQ(m_Browser.PendingCount(), 2);
+	EXPECT_TRUE(m_Browser.TimeoutTimer()->isActive());
+	EXPECT_EQ(DetailRequests(), 0);
+}
+
+TEST_F(PublishedFileBrowser, ARefreshDuringAListingRunsOneChainOnly)
+{
+	ASSERT_TRUE(m_Brume.Start());
+	const std::vector<uint64_t> ids = m_Brume.MakeFiles(4);
+	ASSERT_TRUE(m_Browser.StartFileQuery(false));
+	m_Browser.Model().Clear();
+	m_Browser.ResetQuery();
+	ASSERT_TRUE(m_Browser.StartFileQuery(false));
+	ASSERT_TRUE(PumpUntil([this] { return !m_Browser.IsBusy(); }));
+	EXPECT_EQ(m_Browser.Model().rowCount(), 4);
+	EXPECT_EQ(ListedIds(), std::set<uint64_t>(ids.begin(), ids.end()));
+	EXPECT_EQ(DetailRequests(), 4);
+}
+
 TEST_F(PublishedFileBrowser, WithoutTheServiceTheListingSaysSoAndReturnsFalse)
 {
 	BrumeAPIContext()->Clear();
