@@ -294,6 +294,12 @@ TEST_F(PublishedFileBrowser, SlowAnswersStillListEverything)
 	EXPECT_EQ(m_Browser.ProgressDialog()->labelText(), "Retrieving files from Brume Cloud, please wait...");
 	EXPECT_TRUE(m_Browser.TimeoutTimer()->isActive());
 	EXPECT_EQ(m_Browser.TimeoutTimer()->interval(), 15000);
+	// After the first file the dialog counts one of three.
+	ASSERT_TRUE(PumpUntil([this] { return m_Browser.Model().rowCount() >= 1 || !m_Browser.IsBusy(); }));
+	ASSERT_NE(m_Browser.ProgressDialog(), nullptr);
+	EXPECT_EQ(m_Browser.ProgressDialog()->maximum(), 3);
+	EXPECT_EQ(m_Browser.ProgressDialog()->value(), 1);
+	EXPECT_TRUE(m_Browser.TimeoutTimer()->isActive());
 	ASSERT_TRUE(PumpUntil([this] { return !m_Browser.IsBusy(); }));
 	EXPECT_EQ(ListedIds(), std::set<uint64_t>(ids.begin(), ids.end()));
 	EXPECT_TRUE(m_Boxes.m_Texts.isEmpty());
@@ -382,6 +388,22 @@ TEST_F(PublishedFileBrowser, AClickBelowTheLastRowClearsTheSelection)
 	const QRect firstRow = m_Browser.visualRect(m_Browser.Model().index(0, 0));
 	QTest::mouseClick(m_Browser.viewport(), Qt::LeftButton, Qt::NoModifier, firstRow.center());
 	EXPECT_TRUE(m_Browser.selectionModel()->hasSelection());
+}
+
+TEST(PublishedFileBrowserLifetime, ABrowserGoneMidListingIsNeverCalledBack)
+{
+	CBrumeTestService brume;
+	ASSERT_TRUE(brume.Start({ "--delay-ms", "50" }, false));
+	brume.MakeFiles(3);
+	CMessageBoxCatcher boxes;
+	auto *browser = new CPublishedFileBrowser;
+	ASSERT_TRUE(browser->StartFileQuery(false));
+	ASSERT_TRUE(PumpUntil([browser] { return browser->Model().rowCount() >= 1 || !browser->IsBusy(); }));
+	delete browser;
+	// The answer to the details request in flight arrives with nobody waiting for it.
+	const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+	PumpUntil([until] { return std::chrono::steady_clock::now() > until; });
+	EXPECT_TRUE(boxes.m_Texts.isEmpty());
 }
 
 TEST(AccountIdText, EveryTypeHasItsForm)
