@@ -5,6 +5,7 @@
 #include <QList>
 #include <QTableView>
 
+#include "brume/brume_api.h"
 #include "mintyardtoolutils/publishedfileinfo.h"
 
 class QProgressDialog;
@@ -44,6 +45,11 @@ public:
 	void SetRecord(int row, PublishedFileInfo_t *record);
 	// Frees every record, inside a model reset.
 	void Clear();
+	// Appends a row for a file's details. Addon modes keep only files that carry one of the
+	// addon tags, item modes only files without one; false when the file was dropped.
+	bool AddRecord(const RemoteStorageGetPublishedFileDetailsResult_t &result, bool bAddonMode);
+	// Removes every row of the file; the count removed.
+	int RemoveFile(uint64 nPublishedFileId);
 
 	// "MM/dd/yyyy hh:mm:ss AP" in local time.
 	static QString FormatTime(uint32 secondsSinceEpoch);
@@ -65,9 +71,19 @@ public:
 	bool StartFileQuery(bool bShared);
 	void DeleteSelectedFile();
 	PublishedFileInfo_t *CurrentRecord() const;
-	CPublishedFileListModel &Model() { return m_Model; }
+	CPublishedFileListModel &Model() { return m_model; }
 	// Empties the list of ids still to fetch and closes an open progress dialog.
 	void ResetQuery();
+
+	// The account id in its bracketed text form ("[U:1:1234]"), in one of four rotating buffers.
+	static const char *RenderAccountID(uint64 ulBrumeID);
+
+	// For tests and diagnostics.
+	QProgressDialog *ProgressDialog() const { return m_pProgress; }
+	QTimer *TimeoutTimer() const { return m_pTimeoutTimer; }
+	int PendingCount() const { return m_listPendingIds.size(); }
+	int TotalFiles() const { return m_nTotalFiles; }
+	bool IsBusy() const;
 
 public slots:
 	void QueryTimedOut();
@@ -77,10 +93,23 @@ protected:
 
 private:
 	bool RequestPage(uint32 startIndex, bool bShared);
+	void OnEnumerateUser(RemoteStorageEnumerateUserPublishedFilesResult_t *pResult, bool bIOFailure);
+	void OnEnumerateShared(RemoteStorageEnumerateUserSharedMintyardFilesResult_t *pResult, bool bIOFailure);
+	void OnPageAnswer(EResult eResult, int32 nReturned, int32 nTotal, const PublishedFileId_t *pIds, bool bIOFailure, bool bShared);
+	void FetchNextDetails();
+	void OnFileDetails(RemoteStorageGetPublishedFileDetailsResult_t *pResult, bool bIOFailure);
+	void OnDeleteFile(RemoteStorageDeletePublishedFileResult_t *pResult, bool bIOFailure);
+	// Label and value of the progress dialog, which is made when none is open.
+	void ShowProgress(const char *label);
+	void CloseProgress();
 	void SetFetchingResizeModes();
 	// Closes the progress dialog, then a critical box titled "Error" with an OK button.
 	void ShowError(const QString &text);
 
+	CCallResult<CPublishedFileBrowser, RemoteStorageEnumerateUserPublishedFilesResult_t> m_callEnumerateUser;
+	CCallResult<CPublishedFileBrowser, RemoteStorageEnumerateUserSharedMintyardFilesResult_t> m_callEnumerateShared;
+	CCallResult<CPublishedFileBrowser, RemoteStorageGetPublishedFileDetailsResult_t> m_callFileDetails;
+	CCallResult<CPublishedFileBrowser, RemoteStorageDeletePublishedFileResult_t> m_callDelete;
 	int m_nTotalFiles = 0;
 	QList<uint64> m_listPendingIds;
 	uint64 m_nCurrentFileId = 0;
@@ -88,5 +117,6 @@ private:
 	bool m_bTimedOut = false;
 	QProgressDialog *m_pProgress = nullptr;
 	QTimer *m_pTimeoutTimer = nullptr;
-	CPublishedFileListModel m_Model;
+	CPublishedFileListModel m_model;
+	bool m_bAddonMode = false; // the listing is the shared one, and the filter keeps addons
 };
