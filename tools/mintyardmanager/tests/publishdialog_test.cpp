@@ -67,6 +67,9 @@ protected:
 			m_Temp.Path("game/zarn/resource/localization/mintyard_english.txt"));
 		fs::copy(MINTYARD_SOURCE_DIR "/sample/game/zarn_addons", m_Temp.Path("game/zarn_addons"), fs::copy_options::recursive);
 		fs::create_directories(m_Temp.Path("content/zarn"));
+		// Upload folders and previews go under the temporary folder of Qt.
+		fs::create_directories(m_Temp.Path("tmp"));
+		setenv("TMPDIR", m_Temp.Path("tmp").c_str(), 1);
 
 		ToolFrameworkConfig_t config;
 		config.m_GameDirectory = m_Temp.Path("game/zarn");
@@ -470,7 +473,9 @@ TEST_F(PublishDialogTest, AReUploadWithAChangeNoteReplacesTheContent)
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
 	// The preview comes down from the service.
+	m_Messages.clear();
 	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
 	ASSERT_NE(nullptr, dialog.PreviewLabel()->pixmap());
 	EXPECT_FALSE(dialog.IsDirty());
 	EXPECT_EQ("Arena Lights", dialog.windowTitle());
@@ -503,7 +508,9 @@ TEST_F(PublishDialogTest, AnotherFolderAsksFirstAndNoKeepsTheForm)
 	ASSERT_NE(0u, id);
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
+	m_Messages.clear();
 	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
 	dialog.AddonCombo()->setCurrentText("sample_courier_skin");
 	dialog.ChangeNoteEdit()->setPlainText("Other folder.");
 	m_Messages.clear();
@@ -527,7 +534,9 @@ TEST_F(PublishDialogTest, EditOnlySendsTitleAndTagsWithoutContent)
 	const auto before = Details(id);
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, true, MINTYARD_MODE_ZARN_ADDON);
+	m_Messages.clear();
 	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
 	dialog.TitleEdit()->setText("Arena Lights II");
 	dialog.TitleTextEdited("Arena Lights II");
 	dialog.TagBoxes()[0]->setChecked(false);
@@ -622,6 +631,10 @@ TEST_F(PublishDialogTest, AZipIsMovedIntoTheUploadFolderOnlyWhenUnchanged)
 	Pump(dialog);
 	ASSERT_EQ(QDialog::Accepted, dialog.result()) << (m_Messages.empty() ? "" : m_Messages.back().text.toStdString());
 	EXPECT_FALSE(fs::exists(zip)); // moved
+	const std::string moved = dialog.Record().m_sFileName;
+	EXPECT_EQ(0u, moved.rfind(m_Temp.Path("tmp/mintyardupload_"), 0)) << moved;
+	EXPECT_NE(std::string::npos, moved.find("/upload_")) << moved;
+	EXPECT_EQ(std::string(3000, 'z'), ReadFile(moved));
 	const auto d = Details(dialog.Record().m_nPublishedFileId);
 	EXPECT_STREQ("mintyard_submit_hat_1.zip", d.m_pchFileName);
 	EXPECT_EQ(3000, d.m_nFileSize);
