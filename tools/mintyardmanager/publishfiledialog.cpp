@@ -296,6 +296,7 @@ void CPublishFileDialog::BuildForm()
 	leftColumn->addWidget(m_pBrowseButton, 0, Qt::AlignTop);
 	leftColumn->addStretch();
 	m_pPreviewLabel = new CLabelCustomPaint(targetWidth, targetHeight, this);
+	m_pPreviewLabel->SetDisplaySize(QSize(displayWidth, displayHeight));
 	m_pPreviewLabel->setFixedSize(displayWidth, displayHeight);
 	m_pPreviewLabel->setMinimumSize(displayWidth / 3, displayHeight / 3);
 	form->addRow(previewLeft, m_pPreviewLabel);

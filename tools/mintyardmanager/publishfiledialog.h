@@ -36,6 +36,9 @@ public:
 	CLabelCustomPaint(int targetWidth, int targetHeight, QWidget *parent = nullptr);
 	int TargetWidth() const { return m_nTargetWidth; }
 	int TargetHeight() const { return m_nTargetHeight; }
+	// The size the form asks for the preview (it may be made smaller, down to its minimum).
+	void SetDisplaySize(const QSize &size) { m_DisplaySize = size; }
+	QSize sizeHint() const override { return m_DisplaySize.isValid() ? m_DisplaySize : QLabel::sizeHint(); }
 
 protected:
 	void paintEvent(QPaintEvent *event) override;
@@ -43,6 +46,7 @@ protected:
 private:
 	int m_nTargetWidth;
 	int m_nTargetHeight;
+	QSize m_DisplaySize;
 };
 
 // The change note: shows an instruction until first clicked or typed into.
