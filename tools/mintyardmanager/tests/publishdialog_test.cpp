@@ -661,3 +661,44 @@ TEST_F(PublishDialogTest, ADirtyFormAsksBeforeItIsThrownAway)
 	EXPECT_FALSE(dialog.isVisible());
 	EXPECT_EQ(QDialog::Rejected, dialog.result());
 }
+
+TEST_F(PublishDialogTest, APreviewThatCannotBeFetchedIsReported)
+{
+	StartService();
+	PublishedFileInfo_t record;
+	record.m_nPublishedFileId = 40;
+	record.m_sTitle = "Gone";
+	record.m_bOwnedByMe = true;
+	record.m_hPreviewFile = 987654321; // the service holds no such file
+	CPublishFileDialog dialog(&record, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
+	Pump(dialog);
+	ASSERT_EQ(1u, m_Messages.size());
+	EXPECT_EQ("Error", m_Messages[0].title);
+	EXPECT_EQ("The preview image could not be downloaded from the Mintyard.", m_Messages[0].text);
+	EXPECT_EQ(nullptr, dialog.PreviewLabel()->pixmap());
+	EXPECT_EQ("Gone", dialog.TitleEdit()->text()); // the form stays as it was loaded
+	EXPECT_FALSE(dialog.IsDirty());
+}
+
+TEST_F(PublishDialogTest, EditOnlyWithANewPreviewUploadsOnlyThePreview)
+{
+	StartService();
+	const uint64 id = PublishNewAddon();
+	ASSERT_NE(0u, id);
+	const auto before = Details(id);
+	PublishedFileInfo_t record = RecordOf(id);
+	CPublishFileDialog dialog(&record, nullptr, true, MINTYARD_MODE_ZARN_ADDON);
+	m_Messages.clear();
+	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	dialog.SetPreviewImage(QString::fromStdString(Image("blue.png", 2048, 1536, Qt::blue)), true);
+	EXPECT_EQ(uint32(CPublishFileDialog::CHANGE_PREVIEW), dialog.ChangeBits());
+	dialog.SubmitButtonClicked();
+	Pump(dialog);
+	ASSERT_EQ(QDialog::Accepted, dialog.result()) << (m_Messages.empty() ? "" : m_Messages.back().text.toStdString());
+	const auto after = Details(id);
+	EXPECT_NE(before.m_hPreviewFile, after.m_hPreviewFile);
+	EXPECT_EQ(before.m_hFile, after.m_hFile);
+	EXPECT_STREQ(before.m_rgchTitle, after.m_rgchTitle);
+	EXPECT_STREQ(before.m_rgchTags, after.m_rgchTags); // no tag change was sent
+	EXPECT_EQ(before.m_eVisibility, after.m_eVisibility);
+}
