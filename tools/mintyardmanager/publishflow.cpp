@@ -256,7 +256,10 @@ bool CPublishFileDialog::PrepareContent(CUtlString &outFolder, bool bNew)
 		fs->CreateDirHierarchy(folder.toUtf8().constData());
 		if (!bNew)
 			fs->RemoveFile(target.toUtf8().constData());
-		if (!fs->RenameFile(m_record.m_sFileName.c_str(), target.toUtf8().constData()))
+		// A new item leaves a file already at the target alone: the move fails instead of
+		// replacing it (a rename on this platform would replace it silently).
+		const bool bOccupied = bNew && fs->Size(target.toUtf8().constData()) >= 0;
+		if (bOccupied || !fs->RenameFile(m_record.m_sFileName.c_str(), target.toUtf8().constData()))
 		{
 			ShowError(Fmt("#Mintyard_Publish_Err_BDLAddFailed", id));
 			return false;

@@ -702,3 +702,22 @@ TEST_F(PublishDialogTest, EditOnlyWithANewPreviewUploadsOnlyThePreview)
 	EXPECT_STREQ(before.m_rgchTags, after.m_rgchTags); // no tag change was sent
 	EXPECT_EQ(before.m_eVisibility, after.m_eVisibility);
 }
+
+TEST_F(PublishDialogTest, ANewAddonDoesNotReplaceAPackAlreadyAtItsTarget)
+{
+	StartService();
+	// The fresh service gives the first item the id 1.
+	const std::string occupied = m_Temp.Write("game/zarn_addons/bdls/1/1.bdl", "older pack");
+	CPublishFileDialog dialog(nullptr, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
+	dialog.AddonCombo()->setCurrentText("arena_lights");
+	FillValid(dialog);
+	dialog.SubmitButtonClicked();
+	Pump(dialog);
+	ASSERT_EQ(1u, m_Messages.size());
+	EXPECT_EQ("The packed addon could not be put into the upload folder of submission 1.", m_Messages[0].text);
+	EXPECT_EQ("older pack", ReadFile(occupied));
+	EXPECT_EQ(0, dialog.result());
+	EXPECT_EQ("Arena Lights", dialog.TitleEdit()->text());
+	EXPECT_EQ(1u, dialog.Record().m_nPublishedFileId); // kept; the next Submit still counts as new
+	EXPECT_TRUE(m_Opened.empty());
+}
