@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -19,6 +20,8 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QMouseEvent>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTextEdit>
@@ -720,4 +723,70 @@ TEST_F(PublishDialogTest, ANewAddonDoesNotReplaceAPackAlreadyAtItsTarget)
 	EXPECT_EQ("Arena Lights", dialog.TitleEdit()->text());
 	EXPECT_EQ(1u, dialog.Record().m_nPublishedFileId); // kept; the next Submit still counts as new
 	EXPECT_TRUE(m_Opened.empty());
+}
+
+TEST_F(PublishDialogTest, ThePreviewIsDrawnLetterboxedToTheTargetAspect)
+{
+	CPublishFileDialog dialog(nullptr, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
+	CLabelCustomPaint *label = dialog.PreviewLabel();
+	// Without an image the placeholder: a fill, with marks at the middle of each edge.
+	label->setFixedSize(700, 525);
+	const QImage empty = label->grab().toImage();
+	ASSERT_EQ(QSize(700, 525), empty.size());
+	EXPECT_EQ(empty.pixel(350, 150), empty.pixel(5, 150));
+	EXPECT_NE(empty.pixel(350, 150), empty.pixel(1, 262));
+	EXPECT_NE(empty.pixel(350, 150), empty.pixel(350, 1));
+	dialog.SetPreviewImage(QString::fromStdString(Image("red.png", 1024, 768, Qt::red)), true);
+	label->setFixedSize(700, 300); // wider than 4:3: bars left and right
+	const QImage wide = label->grab().toImage();
+	const int drawn = (int)std::ceil(300 * 1024.0 / 768.0); // 400
+	const int left = (700 - drawn) / 2;
+	EXPECT_EQ(QColor(Qt::red).rgb(), wide.pixel(350, 150));
+	EXPECT_EQ(QColor(Qt::red).rgb(), wide.pixel(left + 2, 150));
+	EXPECT_NE(QColor(Qt::red).rgb(), wide.pixel(left - 3, 150));
+	EXPECT_NE(QColor(Qt::red).rgb(), wide.pixel(700 - left + 2, 150));
+	label->setFixedSize(300, 600); // taller: bars above and below
+	const QImage tall = label->grab().toImage();
+	EXPECT_EQ(QColor(Qt::red).rgb(), tall.pixel(150, 300));
+	EXPECT_NE(QColor(Qt::red).rgb(), tall.pixel(150, 10));
+}
+
+TEST_F(PublishDialogTest, TheChangeNoteWakesOnTheFirstClick)
+{
+	PublishedFileInfo_t record;
+	record.m_nPublishedFileId = 3;
+	record.m_sTitle = "Note";
+	record.m_bOwnedByMe = true;
+	CPublishFileDialog dialog(&record, nullptr, false, MINTYARD_MODE_QUERN_ADDON);
+	CTextEditCustomPaint *note = dialog.ChangeNoteEdit();
+	ASSERT_NE(nullptr, note);
+	EXPECT_FALSE(note->IsActive());
+	EXPECT_FALSE(note->acceptRichText());
+	EXPECT_EQ(100, note->maximumHeight());
+	QMouseEvent press(QEvent::MouseButtonPress, QPointF(5, 5), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+	QApplication::sendEvent(note->viewport(), &press);
+	EXPECT_TRUE(note->IsActive());
+	EXPECT_TRUE(note->toPlainText().isEmpty());
+	EXPECT_TRUE(dialog.ChangeBits() & CPublishFileDialog::CHANGE_CHANGELOG);
+	EXPECT_TRUE(dialog.IsDirty());
+}
+
+TEST_F(PublishDialogTest, SubmitShowsTheFirstTextAndLeavesTheWorkToTheTimer)
+{
+	StartService();
+	CPublishFileDialog dialog(nullptr, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
+	dialog.AddonCombo()->setCurrentText("arena_lights");
+	FillValid(dialog);
+	dialog.SubmitButtonClicked();
+	// Nothing was packed yet: the next state waits for the event loop.
+	EXPECT_EQ(CPublishFileDialog::PUBLISH_STATE_PACK, dialog.PublishState());
+	ASSERT_NE(nullptr, dialog.Progress());
+	EXPECT_TRUE(dialog.Progress()->isVisible());
+	EXPECT_EQ("Packaging the submission...", dialog.Progress()->labelText());
+	EXPECT_EQ("Publishing Addon", dialog.Progress()->windowTitle());
+	EXPECT_EQ(100, dialog.Progress()->maximum());
+	EXPECT_FALSE(fs::exists(m_Temp.Path("game/zarn_addons/arena_lights.bdl")));
+	Pump(dialog);
+	EXPECT_EQ(QDialog::Accepted, dialog.result());
+	EXPECT_FALSE(dialog.Progress()->isVisible());
 }
