@@ -275,6 +275,9 @@ CPublishedFileBrowser::CPublishedFileBrowser(QWidget *parent) : QTableView(paren
 	setSelectionBehavior(QAbstractItemView::SelectRows);
 	setSelectionMode(QAbstractItemView::SingleSelection);
 	setShowGrid(false);
+	// Columns that size to their contents measure the rows in sight only: measuring every row
+	// after each record that arrives would make a long listing quadratic.
+	horizontalHeader()->setResizeContentsPrecision(0);
 }
 
 CPublishedFileBrowser::~CPublishedFileBrowser()
