@@ -790,3 +790,28 @@ TEST_F(PublishDialogTest, SubmitShowsTheFirstTextAndLeavesTheWorkToTheTimer)
 	EXPECT_EQ(QDialog::Accepted, dialog.result());
 	EXPECT_FALSE(dialog.Progress()->isVisible());
 }
+
+TEST_F(PublishDialogTest, EditOnlyWithNoChangeIsStillSubmitted)
+{
+	StartService();
+	const uint64 id = PublishNewAddon();
+	ASSERT_NE(0u, id);
+	const auto before = Details(id);
+	PublishedFileInfo_t record = RecordOf(id);
+	CPublishFileDialog dialog(&record, nullptr, true, MINTYARD_MODE_ZARN_ADDON);
+	m_Messages.clear();
+	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	EXPECT_EQ(0u, dialog.ChangeBits());
+	m_Opened.clear();
+	dialog.SubmitButtonClicked();
+	Pump(dialog);
+	// The service answered the update: the page opens and the author is told.
+	ASSERT_EQ(QDialog::Accepted, dialog.result()) << (m_Messages.empty() ? "" : m_Messages.back().text.toStdString());
+	EXPECT_EQ(1u, m_Opened.size());
+	EXPECT_EQ("Your submission was published to the Mintyard.", m_Messages.back().text);
+	const auto after = Details(id);
+	EXPECT_STREQ(before.m_rgchTitle, after.m_rgchTitle);
+	EXPECT_STREQ(before.m_rgchTags, after.m_rgchTags);
+	EXPECT_EQ(before.m_hFile, after.m_hFile);
+	EXPECT_EQ(before.m_hPreviewFile, after.m_hPreviewFile);
+}
