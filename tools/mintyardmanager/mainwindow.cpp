@@ -23,6 +23,10 @@
 #include "core/keyvalues3.h"
 #include "mintyardmanager/mintyardmanagertool.h"
 #include "mintyardmanager/publishedfilebrowser.h"
+#include "mintyardmanager/publishfiledialog.h"
+#include "mintyardtoolutils/mintyardtemplate.h"
+#include "bdllib/formatfilesize.h"
+#include <QFileInfo>
 #include "mintyardmanager/resources.h"
 
 namespace
@@ -187,16 +191,31 @@ void CMainWindow::NotInThisBuild(const QString &what)
 	QMessageBox::information(this, "Brume Mintyard Manager", what + " is not part of this build of the tool yet.");
 }
 
-bool CMainWindow::OpenPublishDialog(PublishedFileInfo_t *, bool)
+bool CMainWindow::OpenPublishDialog(PublishedFileInfo_t *record, bool bEditOnly)
 {
-	NotInThisBuild("The publish dialog");
-	return false;
+	if (m_pPublishDialog)
+	{
+		if (m_pPublishDialog->IsDirty() && !CPublishFileDialog::AskCancelPublish(this))
+			return false;
+		m_pPublishDialog->SetDirty(false);
+		CPublishFileDialog *old = m_pPublishDialog;
+		old->reject(); // its rejected signal clears m_pPublishDialog
+		m_pPublishDialog = nullptr;
+	}
+	m_pPublishDialog = new CPublishFileDialog(record, this, bEditOnly, m_pTool->GetGameMode());
+	m_pPublishDialog->setAttribute(Qt::WA_DeleteOnClose);
+	connect(m_pPublishDialog, SIGNAL(accepted()), this, SLOT(PublishDialogAcceptedSlot()));
+	connect(m_pPublishDialog, SIGNAL(rejected()), this, SLOT(PublishDialogRejectedSlot()));
+	return true;
 }
 
 void CMainWindow::NewSubmissionSlot()
 {
 	if (IsAddonMode(m_pTool->GetGameMode()))
-		OpenPublishDialog(nullptr, false);
+	{
+		if (OpenPublishDialog(nullptr, false))
+			m_pPublishDialog->show();
+	}
 	else
 		NotInThisBuild("The import wizard");
 }
@@ -205,14 +224,18 @@ void CMainWindow::ReUploadSubmissionSlot()
 {
 	PublishedFileInfo_t *record = m_pBrowser ? m_pBrowser->CurrentRecord() : nullptr;
 	if (IsAddonMode(m_pTool->GetGameMode()))
-		OpenPublishDialog(record, false);
+	{
+		if (OpenPublishDialog(record, false))
+			m_pPublishDialog->show();
+	}
 	else
 		NotInThisBuild("The import wizard");
 }
 
 void CMainWindow::EditSubmissionSlot()
 {
-	OpenPublishDialog(m_pBrowser ? m_pBrowser->CurrentRecord() : nullptr, true);
+	if (OpenPublishDialog(m_pBrowser ? m_pBrowser->CurrentRecord() : nullptr, true))
+		m_pPublishDialog->show();
 }
 
 void CMainWindow::DeleteSubmissionSlot()
@@ -365,14 +388,42 @@ void CMainWindow::PublishedFileBrowserContextMenu(const QPoint &)
 	menu->exec(QCursor::pos());
 }
 
-void CMainWindow::OnReadyToSubmit(PreparedMintyardSubmission_t *)
+void CMainWindow::OnReadyToSubmit(PreparedMintyardSubmission_t *submission)
 {
-	NotInThisBuild("The publish dialog");
+	if (!submission)
+		return;
+	// Not tracked in m_pPublishDialog: a second submission gives a second dialog beside it.
+	CPublishFileDialog *dialog = new CPublishFileDialog(submission->m_pExistingFile, nullptr, false, m_pTool->GetGameMode());
+	dialog->setAttribute(Qt::WA_DeleteOnClose);
+	const QString zip = QString::fromUtf8(submission->m_strZipPath.c_str());
+	dialog->SetContentPath(zip);
+	dialog->SetUploadSizeText(QString::fromUtf8(FormatFileSize(QFileInfo(zip).size()).c_str()));
+	dialog->SetChangeBit(CPublishFileDialog::CHANGE_CONTENT);
+	dialog->SetExpectedZip(submission->m_nZipSize, submission->m_nZipTime);
+	QStringList tags;
+	if (submission->m_pTemplate)
+		for (const CUtlString &tag : submission->m_pTemplate->mintyard_tags)
+			tags << QString::fromUtf8(tag.c_str());
+	tags << "imported" << "renewed";
+	dialog->SetTags(tags);
+	connect(dialog, SIGNAL(accepted()), this, SLOT(QueueRefreshView()));
+	if (QObject *submitter = submission->m_pSubmitter.data())
+	{
+		connect(dialog, SIGNAL(accepted()), submitter, SLOT(OnSubmitAccepted()));
+		connect(dialog, SIGNAL(rejected()), submitter, SLOT(OnSubmitRejected()));
+	}
+	dialog->raise();
+	dialog->show();
 }
 
 bool CMainWindow::VetoQuitForPublishDialog()
 {
-	// No publish dialog opens in this build, so no form is ever dirty.
+	if (!m_pPublishDialog)
+		return false;
+	if (m_pPublishDialog->IsDirty() && !CPublishFileDialog::AskCancelPublish(this))
+		return true;
+	m_pPublishDialog->SetDirty(false);
+	m_pPublishDialog->reject();
 	return false;
 }
 
@@ -383,6 +434,16 @@ void CMainWindow::OpenImportWizardAtStart(const char *)
 
 void CMainWindow::closeEvent(QCloseEvent *event)
 {
+	if (m_pPublishDialog && m_pPublishDialog->IsDirty() && !CPublishFileDialog::AskCancelPublish(this))
+	{
+		event->ignore();
+		return;
+	}
+	if (m_pPublishDialog)
+	{
+		m_pPublishDialog->SetDirty(false);
+		m_pPublishDialog->reject();
+	}
 	const QRect frame = frameGeometry();
 	Log_Detailed(LOG_MINTYARD_MANAGER, "Main window closes at %d,%d %dx%d\n", frame.x(), frame.y(), frame.width(), frame.height());
 

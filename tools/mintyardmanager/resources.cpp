@@ -36,6 +36,9 @@ const char *const g_ppszToolImages[] = {
 	MINTYARD_IMAGES "CollapseAll.png",
 	MINTYARD_IMAGES "ExpandAll.png",
 	"game:tools/images/assetbrowser/appicon.ico",
+	MINTYARD_IMAGES "icon_warning.png",
+	"game:tools/images/assetbrowser/workingset.png",
+	"game:tools/images/common/lock.png",
 };
 const int g_nToolImageCount = (int)V_ARRAYSIZE(g_ppszToolImages);
 
