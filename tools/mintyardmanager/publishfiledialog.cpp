@@ -109,8 +109,8 @@ void CLabelCustomPaint::paintEvent(QPaintEvent *)
 {
 	QPainter painter(this);
 	painter.setRenderHint(QPainter::Antialiasing, true);
-	const QPixmap *pix = pixmap();
-	if (!pix || pix->isNull())
+	const QPixmap pix = pixmap(Qt::ReturnByValue);
+	if (pix.isNull())
 	{
 		PaintPublishPlaceholder(painter, rect(), width() / 16,
 			Fmt("#Mintyard_Publish_ImageInstruction", QString("%1x%2").arg(m_nTargetWidth).arg(m_nTargetHeight)));
@@ -124,7 +124,7 @@ void CLabelCustomPaint::paintEvent(QPaintEvent *)
 		drawHeight = (int)std::ceil(width() / aspect);
 	const QRect target((width() - drawWidth) / 2, (height() - drawHeight) / 2, drawWidth, drawHeight);
 	painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
-	painter.drawPixmap(target, *pix, pix->rect());
+	painter.drawPixmap(target, pix, pix.rect());
 }
 
 CTextEditCustomPaint::CTextEditCustomPaint(int targetWidth, QWidget *parent) : QTextEdit(parent), m_nTargetWidth(targetWidth)
@@ -683,7 +683,7 @@ bool CPublishFileDialog::Validate()
 		error = Fmt("#Mintyard_Publish_Err_ChangeTooLong", QString::number(kMaxTextLength));
 	else if (m_sContentPath.isEmpty() && !IsAddonMode(m_eMode) && !m_bEditOnly)
 		error = Translate("#Mintyard_Publish_Err_NoFile");
-	else if (!m_pPreviewLabel->pixmap() || m_pPreviewLabel->pixmap()->isNull())
+	else if (m_pPreviewLabel->pixmap(Qt::ReturnByValue).isNull())
 		error = Translate("#Mintyard_Publish_Err_NoPreview");
 	else if (VisibilityFromRadios() < 0)
 		error = Translate("#Mintyard_Publish_Err_NoVisibility");

@@ -295,11 +295,11 @@ bool CPublishFileDialog::PrepareContent(CUtlString &outFolder, bool bNew)
 
 bool CPublishFileDialog::WritePreview(const QString &path)
 {
-	const QPixmap *pixmap = m_pPreviewLabel->pixmap();
-	Log_Msg(LOG_MINTYARD_MANAGER, "Writing [%dx%d] preview image to: %s\n", pixmap ? pixmap->width() : 0, m_pPreviewLabel->height(),
+	const QPixmap pixmap = m_pPreviewLabel->pixmap(Qt::ReturnByValue);
+	Log_Msg(LOG_MINTYARD_MANAGER, "Writing [%dx%d] preview image to: %s\n", pixmap.width(), m_pPreviewLabel->height(),
 		path.toUtf8().constData());
 	QDir().mkpath(QFileInfo(path).path());
-	if (!pixmap || !pixmap->save(path))
+	if (pixmap.isNull() || !pixmap.save(path))
 	{
 		ShowError(Fmt("#Mintyard_PublishFailure_FailedToWritePreviewImage", path));
 		return false;

@@ -340,7 +340,7 @@ TEST_F(PublishDialogTest, ARecordOfAnotherOwnerIsReadOnlyButItsTagsAndNoteStayOp
 	mime.setUrls({ QUrl::fromLocalFile(QString::fromStdString(Image("d.png", 10, 10))) });
 	QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
 	QApplication::sendEvent(&dialog, &drop);
-	EXPECT_EQ(nullptr, dialog.PreviewLabel()->pixmap());
+	EXPECT_TRUE(dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull());
 }
 
 TEST_F(PublishDialogTest, TagsComeFromTheBoxesAndTheModesFixedTags)
@@ -376,8 +376,8 @@ TEST_F(PublishDialogTest, PreviewIsScaledIntoTheTargetWithBarsAndNeverStretched)
 {
 	CPublishFileDialog dialog(nullptr, nullptr, false, MINTYARD_MODE_QUERN_ADDON);
 	dialog.SetPreviewImage(QString::fromStdString(Image("wide.png", 200, 100, Qt::green)), true);
-	ASSERT_NE(nullptr, dialog.PreviewLabel()->pixmap());
-	const QImage shown = dialog.PreviewLabel()->pixmap()->toImage();
+	ASSERT_FALSE(dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull());
+	const QImage shown = dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).toImage();
 	EXPECT_EQ(QSize(512, 512), shown.size());
 	EXPECT_EQ(QColor(Qt::green).rgb(), shown.pixel(256, 256));
 	EXPECT_NE(QColor(Qt::green).rgb(), shown.pixel(256, 10));  // bar above
@@ -389,7 +389,7 @@ TEST_F(PublishDialogTest, PreviewIsScaledIntoTheTargetWithBarsAndNeverStretched)
 	CPublishFileDialog other(nullptr, nullptr, false, MINTYARD_MODE_QUERN_ADDON);
 	const std::string fake = m_Temp.Write("fake.png", "this is text, not a picture");
 	other.SetPreviewImage(QString::fromStdString(fake), true);
-	EXPECT_EQ(nullptr, other.PreviewLabel()->pixmap());
+	EXPECT_TRUE(other.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull());
 	EXPECT_EQ(0u, other.ChangeBits() & CPublishFileDialog::CHANGE_PREVIEW);
 	other.TitleEdit()->setText("t");
 	other.DescriptionEdit()->setPlainText("d");
@@ -416,8 +416,8 @@ TEST_F(PublishDialogTest, DroppedFilesGiveTheFirstImage)
 	EXPECT_TRUE(enter.isAccepted());
 	QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
 	QApplication::sendEvent(&dialog, &drop);
-	ASSERT_NE(nullptr, dialog.PreviewLabel()->pixmap());
-	EXPECT_EQ(QSize(1024, 768), dialog.PreviewLabel()->pixmap()->size());
+	ASSERT_FALSE(dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull());
+	EXPECT_EQ(QSize(1024, 768), dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).size());
 	EXPECT_TRUE(dialog.IsDirty());
 }
 
@@ -477,9 +477,9 @@ TEST_F(PublishDialogTest, AReUploadWithAChangeNoteReplacesTheContent)
 	CPublishFileDialog dialog(&record, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
 	// The preview comes down from the service.
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
 	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
-	ASSERT_NE(nullptr, dialog.PreviewLabel()->pixmap());
+	ASSERT_FALSE(dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull());
 	EXPECT_FALSE(dialog.IsDirty());
 	EXPECT_EQ("Arena Lights", dialog.windowTitle());
 	EXPECT_TRUE(dialog.RadioPublic()->isChecked());
@@ -512,7 +512,7 @@ TEST_F(PublishDialogTest, AnotherFolderAsksFirstAndNoKeepsTheForm)
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
 	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
 	dialog.AddonCombo()->setCurrentText("sample_courier_skin");
 	dialog.ChangeNoteEdit()->setPlainText("Other folder.");
@@ -538,7 +538,7 @@ TEST_F(PublishDialogTest, EditOnlySendsTitleAndTagsWithoutContent)
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, true, MINTYARD_MODE_ZARN_ADDON);
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
 	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
 	dialog.TitleEdit()->setText("Arena Lights II");
 	dialog.TitleTextEdited("Arena Lights II");
@@ -678,7 +678,7 @@ TEST_F(PublishDialogTest, APreviewThatCannotBeFetchedIsReported)
 	ASSERT_EQ(1u, m_Messages.size());
 	EXPECT_EQ("Error", m_Messages[0].title);
 	EXPECT_EQ("The preview image could not be downloaded from the Mintyard.", m_Messages[0].text);
-	EXPECT_EQ(nullptr, dialog.PreviewLabel()->pixmap());
+	EXPECT_TRUE(dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull());
 	EXPECT_EQ("Gone", dialog.TitleEdit()->text()); // the form stays as it was loaded
 	EXPECT_FALSE(dialog.IsDirty());
 }
@@ -692,7 +692,7 @@ TEST_F(PublishDialogTest, EditOnlyWithANewPreviewUploadsOnlyThePreview)
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, true, MINTYARD_MODE_ZARN_ADDON);
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
 	dialog.SetPreviewImage(QString::fromStdString(Image("blue.png", 2048, 1536, Qt::blue)), true);
 	EXPECT_EQ(uint32(CPublishFileDialog::CHANGE_PREVIEW), dialog.ChangeBits());
 	dialog.SubmitButtonClicked();
@@ -800,7 +800,7 @@ TEST_F(PublishDialogTest, EditOnlyWithNoChangeIsStillSubmitted)
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, true, MINTYARD_MODE_ZARN_ADDON);
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap() != nullptr || !m_Messages.empty(); });
+	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
 	EXPECT_EQ(0u, dialog.ChangeBits());
 	m_Opened.clear();
 	dialog.SubmitButtonClicked();
