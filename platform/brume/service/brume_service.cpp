@@ -142,6 +142,24 @@ private:
 		res.set_content(buffer.GetString(), buffer.GetSize(), "application/json");
 	}
 
+	// A page of file ids, as the listing and the search answer it.
+	static void SendIdPage(httplib::Response &res, uint32 start, uint32 total, const std::vector<uint64> &ids)
+	{
+		rapidjson::StringBuffer buffer;
+		CJsonWriter w(buffer);
+		w.StartObject();
+		w.Key("result"); w.Int(BRUME_RESULT_OK);
+		w.Key("start"); w.Uint(start);
+		w.Key("total"); w.Uint(total);
+		w.Key("ids");
+		w.StartArray();
+		for (uint64 id : ids)
+			w.Uint64(id);
+		w.EndArray();
+		w.EndObject();
+		SendJson(res, buffer);
+	}
+
 	static void SendResult(httplib::Response &res, int result, int status, uint64 id = 0, const char *message = nullptr)
 	{
 		rapidjson::StringBuffer buffer;
@@ -506,19 +524,7 @@ private:
 			uint32 total = 0;
 			if (!m_Store.ListFiles(creator, (uint32)start, (uint32)count, required, excluded, ids, total))
 				return SendResult(res, BRUME_RESULT_FAIL, 500);
-			rapidjson::StringBuffer buffer;
-			CJsonWriter w(buffer);
-			w.StartObject();
-			w.Key("result"); w.Int(BRUME_RESULT_OK);
-			w.Key("start"); w.Uint((uint32)start);
-			w.Key("total"); w.Uint(total);
-			w.Key("ids");
-			w.StartArray();
-			for (uint64 id : ids)
-				w.Uint64(id);
-			w.EndArray();
-			w.EndObject();
-			SendJson(res, buffer);
+			SendIdPage(res, (uint32)start, total, ids);
 		});
 
 		// The search of every file the caller may see: "search_text" and the filter queries, given
@@ -565,19 +571,7 @@ private:
 					ids.push_back(id);
 				++total;
 			}
-			rapidjson::StringBuffer buffer;
-			CJsonWriter w(buffer);
-			w.StartObject();
-			w.Key("result"); w.Int(BRUME_RESULT_OK);
-			w.Key("start"); w.Uint((uint32)start);
-			w.Key("total"); w.Uint(total);
-			w.Key("ids");
-			w.StartArray();
-			for (uint64 id : ids)
-				w.Uint64(id);
-			w.EndArray();
-			w.EndObject();
-			SendJson(res, buffer);
+			SendIdPage(res, (uint32)start, total, ids);
 		});
 
 		m_Server.Post("/api/v1/files", [this](const httplib::Request &req, httplib::Response &res) {
