@@ -3,7 +3,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <mutex>
 #include <set>
+#include <utility>
+#include <vector>
 
 #include <sqlite3.h>
 
@@ -43,7 +47,38 @@ class CStatement
 {
 public:
 	CStatement(sqlite3 *db, const char *sql) { sqlite3_prepare_v2(db, sql, -1, &m_pStmt, nullptr); }
-	~CStatement() { sqlite3_finalize(m_pStmt); }
+	~CStatement()
+	{
+		if (m_pDB)
+			ReturnToCache(m_pDB, m_pSql, m_pStmt);
+		else
+			sqlite3_finalize(m_pStmt);
+	}
+
+	// A statement of fixed text that the hot paths run again and again: taken from a cache of
+	// prepared statements of this database, and given back reset when done. `sql` must be a
+	// string literal.
+	struct Cached_t
+	{
+	};
+	CStatement(sqlite3 *db, const char *sql, Cached_t) : m_pDB(db), m_pSql(sql) { m_pStmt = TakeFromCache(db, sql); }
+
+	// Finalises every cached statement of a database that is about to close.
+	static void DropCache(sqlite3 *db)
+	{
+		std::lock_guard<std::mutex> lock(s_CacheMutex);
+		for (auto it = s_Cache.begin(); it != s_Cache.end();)
+		{
+			if (it->first.first != db)
+			{
+				++it;
+				continue;
+			}
+			for (sqlite3_stmt *stmt : it->second)
+				sqlite3_finalize(stmt);
+			it = s_Cache.erase(it);
+		}
+	}
 	bool Ok() const { return m_pStmt != nullptr; }
 	CStatement &Bind(int i, int64 v)
 	{
@@ -65,6 +100,38 @@ public:
 	}
 
 private:
+	static sqlite3_stmt *TakeFromCache(sqlite3 *db, const char *sql)
+	{
+		{
+			std::lock_guard<std::mutex> lock(s_CacheMutex);
+			std::vector<sqlite3_stmt *> &free = s_Cache[{ db, sql }];
+			if (!free.empty())
+			{
+				sqlite3_stmt *stmt = free.back();
+				free.pop_back();
+				return stmt;
+			}
+		}
+		sqlite3_stmt *stmt = nullptr;
+		sqlite3_prepare_v2(db, sql, -1, &stmt, nullptr);
+		return stmt;
+	}
+
+	static void ReturnToCache(sqlite3 *db, const char *sql, sqlite3_stmt *stmt)
+	{
+		if (!stmt)
+			return;
+		sqlite3_reset(stmt);
+		sqlite3_clear_bindings(stmt);
+		std::lock_guard<std::mutex> lock(s_CacheMutex);
+		s_Cache[{ db, sql }].push_back(stmt);
+	}
+
+	static inline std::mutex s_CacheMutex;
+	static inline std::map<std::pair<sqlite3 *, const char *>, std::vector<sqlite3_stmt *>> s_Cache;
+
+	sqlite3 *m_pDB = nullptr;
+	const char *m_pSql = nullptr;
 	sqlite3_stmt *m_pStmt = nullptr;
 };
 } // namespace
@@ -72,7 +139,10 @@ private:
 CBrumeStore::~CBrumeStore()
 {
 	if (m_pDB)
+	{
+		CStatement::DropCache(m_pDB);
 		sqlite3_close(m_pDB);
+	}
 }
 
 bool CBrumeStore::Exec(const char *sql)
@@ -313,7 +383,7 @@ int CBrumeStore::DeleteFile(uint64 id, uint64 caller)
 bool CBrumeStore::LoadFileLocked(uint64 id, BrumeFileRecord_t &out)
 {
 	CStatement s(m_pDB, "SELECT creator, app_id, title, description, visibility, file_type, time_created, time_updated, "
-						"preview_handle, votes_up, votes_down, banned, accepted FROM files WHERE id=?");
+						"preview_handle, votes_up, votes_down, banned, accepted FROM files WHERE id=?", CStatement::Cached_t());
 	s.Bind(1, (int64)id);
 	if (!s.Row())
 		return false;
@@ -332,19 +402,19 @@ bool CBrumeStore::LoadFileLocked(uint64 id, BrumeFileRecord_t &out)
 	out.m_nVotesDown = (uint32)s.Int(10);
 	out.m_bBanned = s.Int(11) != 0;
 	out.m_bAccepted = s.Int(12) != 0;
-	CStatement tags(m_pDB, "SELECT tag FROM tags WHERE file_id=? ORDER BY tag");
+	CStatement tags(m_pDB, "SELECT tag FROM tags WHERE file_id=? ORDER BY tag", CStatement::Cached_t());
 	tags.Bind(1, (int64)id);
 	while (tags.Row())
 		out.m_vecTags.push_back(tags.Text(0));
-	CStatement kv(m_pDB, "SELECT key, value FROM kvtags WHERE file_id=? ORDER BY rowid");
+	CStatement kv(m_pDB, "SELECT key, value FROM kvtags WHERE file_id=? ORDER BY rowid", CStatement::Cached_t());
 	kv.Bind(1, (int64)id);
 	while (kv.Row())
 		out.m_vecKeyValueTags.emplace_back(kv.Text(0), kv.Text(1));
-	CStatement children(m_pDB, "SELECT child_id FROM children WHERE file_id=? ORDER BY rowid");
+	CStatement children(m_pDB, "SELECT child_id FROM children WHERE file_id=? ORDER BY rowid", CStatement::Cached_t());
 	children.Bind(1, (int64)id);
 	while (children.Row())
 		out.m_vecChildren.push_back((uint64)children.Int(0));
-	CStatement blobs(m_pDB, "SELECT handle, owner, app_id, name, size, role FROM ugc WHERE file_id=? AND current=1 ORDER BY name");
+	CStatement blobs(m_pDB, "SELECT handle, owner, app_id, name, size, role FROM ugc WHERE file_id=? AND current=1 ORDER BY name", CStatement::Cached_t());
 	blobs.Bind(1, (int64)id);
 	while (blobs.Row())
 	{
