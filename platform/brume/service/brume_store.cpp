@@ -213,7 +213,7 @@ bool CBrumeStore::EnsureAccount(uint64 id, const std::string &persona)
 bool CBrumeStore::GetAccount(uint64 id, BrumeAccount_t &out)
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);
-	CStatement s(m_pDB, "SELECT persona FROM accounts WHERE id=?");
+	CStatement s(m_pDB, "SELECT persona FROM accounts WHERE id=?", CStatement::Cached_t());
 	s.Bind(1, (int64)id);
 	if (!s.Row())
 		return false;
