@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <QDateTime>
+#include <QHash>
 #include <QHeaderView>
 #include <QMessageBox>
 #include <QMouseEvent>
@@ -48,7 +49,18 @@ int CPublishedFileListModel::columnCount(const QModelIndex &) const
 
 QString CPublishedFileListModel::FormatTime(uint32 secondsSinceEpoch)
 {
-	return QDateTime::fromSecsSinceEpoch(secondsSinceEpoch).toLocalTime().toString("MM/dd/yyyy hh:mm:ss AP");
+	// The view asks for the same cells again and again (sizing columns to their contents, sorting),
+	// and each local-time conversion makes the C library look at the time zone file: the texts
+	// are kept. Views live on the GUI thread only.
+	static QHash<uint32, QString> s_Texts;
+	auto found = s_Texts.constFind(secondsSinceEpoch);
+	if (found != s_Texts.constEnd())
+		return *found;
+	if (s_Texts.size() >= 4096)
+		s_Texts.clear();
+	const QString text = QDateTime::fromSecsSinceEpoch(secondsSinceEpoch).toLocalTime().toString("MM/dd/yyyy hh:mm:ss AP");
+	s_Texts.insert(secondsSinceEpoch, text);
+	return text;
 }
 
 QVariant CPublishedFileListModel::data(const QModelIndex &index, int role) const
