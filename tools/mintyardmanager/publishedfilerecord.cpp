@@ -76,12 +76,10 @@ struct CImportResult
 // One record; the children are read as entries and linked by the caller.
 struct CRecord
 {
-	PublishedFileInfo_t *p;
-	CUtlVector<CChildEntry> *pChildren; // loading: where the children's entries go
-
-	void Save(CKV3TransferSaveContext &ctx) const
+	// The members that go to and from the record as they are, in file order; the lists and the
+	// tables that follow them differ between saving and loading.
+	template <class Record, class Context> static void TransferPlainMembers(Record &r, Context &ctx)
 	{
-		const PublishedFileInfo_t &r = *p;
 		ctx.Member("guid", r.m_sGuid);
 		ctx.Member("publishedfileid", r.m_nPublishedFileId);
 		ctx.Member("title", r.m_sTitle);
@@ -99,6 +97,15 @@ struct CRecord
 		ctx.Member("hcontent_preview", r.m_hPreviewFile);
 		ctx.Member("visibility", r.m_eVisibility);
 		ctx.Member("creator", r.m_ulCreator);
+	}
+
+	PublishedFileInfo_t *p;
+	CUtlVector<CChildEntry> *pChildren; // loading: where the children's entries go
+
+	void Save(CKV3TransferSaveContext &ctx) const
+	{
+		const PublishedFileInfo_t &r = *p;
+		TransferPlainMembers(r, ctx);
 		if (!r.m_vecTags.empty())
 		{
 			CUtlVector<CTagEntry> tags;
@@ -124,23 +131,7 @@ struct CRecord
 	void Load(CKV3TransferLoadContext &ctx)
 	{
 		PublishedFileInfo_t &r = *p;
-		ctx.Member("guid", r.m_sGuid);
-		ctx.Member("publishedfileid", r.m_nPublishedFileId);
-		ctx.Member("title", r.m_sTitle);
-		ctx.Member("file_type", r.m_eFileType);
-		ctx.Member("filename", r.m_sFileName);
-		ctx.Member("preview_url", r.m_sPreviewUrl);
-		ctx.Member("time_created", r.m_rtimeCreated);
-		ctx.Member("time_updated", r.m_rtimeUpdated);
-		ctx.Member("file_size", r.m_nFileSize);
-		ctx.Member("preview_file_size", r.m_nPreviewFileSize);
-		ctx.Member("file_description", r.m_sDescription);
-		ctx.Member("banned", r.m_bBanned);
-		ctx.Member("mintyard_accepted", r.m_bAccepted);
-		ctx.Member("hcontent_file", r.m_hFile);
-		ctx.Member("hcontent_preview", r.m_hPreviewFile);
-		ctx.Member("visibility", r.m_eVisibility);
-		ctx.Member("creator", r.m_ulCreator);
+		TransferPlainMembers(r, ctx);
 		CUtlVector<CTagEntry> tags;
 		ctx.Member("tags", tags);
 		r.m_vecTags.clear();
