@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <random>
 #include <string>
 #include <thread>
@@ -220,6 +221,22 @@ private:
 			return false;
 		}
 		return true;
+	}
+
+	// A change to one file with a JSON body: the id and the body are checked first; the change
+	// gives the result to answer, or -1 when it has answered itself.
+	using FileChange_t = std::function<int(uint64, const rapidjson::Document &, const httplib::Request &, httplib::Response &)>;
+	void PostFileChange(const char *pattern, FileChange_t change)
+	{
+		m_Server.Post(pattern, [this, change](const httplib::Request &req, httplib::Response &res) {
+			uint64 id;
+			rapidjson::Document body;
+			if (!FileIdOf(req, res, id) || !ParseBody(req, res, body))
+				return;
+			const int result = change(id, body, req, res);
+			if (result >= 0)
+				SendResult(res, result, StatusOf(result), id);
+		});
 	}
 
 	bool FileIdOf(const httplib::Request &req, httplib::Response &res, uint64 &id)
@@ -636,37 +653,22 @@ private:
 			SendJson(res, buffer);
 		});
 
-		m_Server.Post(R"(/api/v1/files/(\d+)/children)", [this](const httplib::Request &req, httplib::Response &res) {
-			uint64 id;
-			rapidjson::Document body;
-			if (!FileIdOf(req, res, id) || !ParseBody(req, res, body))
-				return;
+		PostFileChange(R"(/api/v1/files/(\d+)/children)", [this](uint64 id, const rapidjson::Document &body, const httplib::Request &req, httplib::Response &res) {
 			if (!body.HasMember("child") || !body["child"].IsUint64())
-				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no child");
-			const int result = m_Store.AddChild(id, body["child"].GetUint64(), Caller(req));
-			SendResult(res, result, StatusOf(result), id);
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no child"), -1;
+			return m_Store.AddChild(id, body["child"].GetUint64(), Caller(req));
 		});
 
-		m_Server.Post(R"(/api/v1/files/(\d+)/vote)", [this](const httplib::Request &req, httplib::Response &res) {
-			uint64 id;
-			rapidjson::Document body;
-			if (!FileIdOf(req, res, id) || !ParseBody(req, res, body))
-				return;
+		PostFileChange(R"(/api/v1/files/(\d+)/vote)", [this](uint64 id, const rapidjson::Document &body, const httplib::Request &req, httplib::Response &res) {
 			if (!body.HasMember("up") || !body["up"].IsBool())
-				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no vote");
-			const int result = m_Store.Vote(id, Caller(req), body["up"].GetBool());
-			SendResult(res, result, StatusOf(result), id);
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no vote"), -1;
+			return m_Store.Vote(id, Caller(req), body["up"].GetBool());
 		});
 
-		m_Server.Post(R"(/api/v1/files/(\d+)/moderation)", [this](const httplib::Request &req, httplib::Response &res) {
-			uint64 id;
-			rapidjson::Document body;
-			if (!FileIdOf(req, res, id) || !ParseBody(req, res, body))
-				return;
+		PostFileChange(R"(/api/v1/files/(\d+)/moderation)", [this](uint64 id, const rapidjson::Document &body, const httplib::Request &, httplib::Response &) {
 			const bool banned = body.HasMember("banned") && body["banned"].IsBool() && body["banned"].GetBool();
 			const bool accepted = body.HasMember("mintyard_accepted") && body["mintyard_accepted"].IsBool() && body["mintyard_accepted"].GetBool();
-			const int result = m_Store.SetModeration(id, banned, accepted);
-			SendResult(res, result, StatusOf(result), id);
+			return m_Store.SetModeration(id, banned, accepted);
 		});
 
 		auto blob = [this](const httplib::Request &req, httplib::Response &res, bool bInfoOnly) {
