@@ -17,6 +17,7 @@
 #include "core/keyvalues3.h"
 #include "core/kv3text.h"
 #include "core/tests/test_support.h"
+#include "toolinprocess.h"
 #include "mintyardmanager/createbdldialog.h"
 #include "mintyardmanager/mainwindow.h"
 #include "mintyardmanager/mintyardmanagertool.h"
@@ -61,50 +62,15 @@ protected:
 		m_Temp.Write("content/zarn/readme.txt", "sources");
 	}
 
-	void TearDown() override
-	{
-		CMintyardManagerTool *tool = MintyardManagerTool();
-		// The tool keeps its pointer after the window is gone; the guarded one knows.
-		if (m_pWindow)
-		{
-			m_pWindow->close();
-			QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-		}
-		if (m_bStarted)
-		{
-			tool->Shutdown();
-			tool->Disconnect();
-		}
-		m_pHost.reset();
-	}
+	void TearDown() override { m_Tool.Stop(); }
 
 	CMainWindow *Start(const std::vector<const char *> &options = {}, const std::string &savedSettings = "")
 	{
-		std::vector<const char *> argv = { "mintyard_host", "-game", nullptr };
-		m_GamePath = m_Temp.Path("game/zarn");
-		argv[2] = m_GamePath.c_str();
-		argv.insert(argv.end(), options.begin(), options.end());
-		CommandLine()->CreateCmdLine((int)argv.size(), argv.data());
 		if (!savedSettings.empty())
 			m_Temp.Write("settings/mintyardmanager.kv3", savedSettings);
-
-		ToolFrameworkConfig_t config;
-		config.m_GameDirectory = m_GamePath;
-		config.m_SettingsFolder = m_Temp.Path("settings");
-		config.m_Tools.push_back({ "mintyardmanager", "Mintyard Manager", "game:tools/images/mintyardmanager/mintyardmanager.png" });
-		m_pHost = std::make_unique<CToolFrameworkHost>();
-		CUtlString error;
-		EXPECT_TRUE(m_pHost->Init(config, &error)) << error;
-
-		CMintyardManagerTool *tool = MintyardManagerTool();
-		EXPECT_TRUE(tool->Connect(CToolFrameworkHost::Factory));
-		EXPECT_EQ(INIT_OK, tool->Init());
-		EXPECT_TRUE(tool->InitTool(CToolFrameworkHost::Factory, 0));
-		m_bStarted = true;
-		AnswerNextModal(&m_StartBox); // the listing finds no service
-		tool->PostInitTool();
-		m_pWindow = tool->GetMainWindow();
-		return tool->GetMainWindow();
+		// The listing finds no service and says so.
+		return m_Tool.Start(m_Temp.Path("game/zarn"), m_Temp.Path("settings"), options,
+			"game:tools/images/mintyardmanager/mintyardmanager.png", [this] { AnswerNextModal(&m_StartBox); });
 	}
 
 	// Fills the browser with records as a listing would.
@@ -123,11 +89,8 @@ protected:
 	}
 
 	CTempDirectory m_Temp;
-	std::string m_GamePath;
-	std::unique_ptr<CToolFrameworkHost> m_pHost;
+	CToolInProcess m_Tool;
 	ModalAnswer_t m_StartBox;
-	bool m_bStarted = false;
-	QPointer<CMainWindow> m_pWindow;
 };
 
 QStringList ActionTexts(const QList<QAction *> &actions)

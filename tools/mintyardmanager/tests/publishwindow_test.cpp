@@ -13,6 +13,7 @@
 #include <QTimer>
 
 #include "core/tests/test_support.h"
+#include "toolinprocess.h"
 #include "mintyardmanager/mainwindow.h"
 #include "mintyardmanager/mintyardmanagertool.h"
 #include "mintyardmanager/publishedfilebrowser.h"
@@ -66,39 +67,15 @@ protected:
 
 	void TearDown() override
 	{
-		CMintyardManagerTool *tool = MintyardManagerTool();
 		m_nAnswer = QMessageBox::Yes;
-		if (m_pWindow)
-		{
-			m_pWindow->close();
-			QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-		}
-		tool->Shutdown();
-		tool->Disconnect();
-		m_pHost.reset();
+		m_Tool.Stop();
 		CPublishFileDialog::MessageHook() = nullptr;
 	}
 
 	CMainWindow *Start(std::vector<const char *> options = {})
 	{
 		m_GamePath = m_Temp.Path("game/zarn");
-		std::vector<const char *> argv = { "mintyard_host", "-game", m_GamePath.c_str() };
-		argv.insert(argv.end(), options.begin(), options.end());
-		CommandLine()->CreateCmdLine((int)argv.size(), argv.data());
-		ToolFrameworkConfig_t config;
-		config.m_GameDirectory = m_GamePath;
-		config.m_SettingsFolder = m_Temp.Path("settings");
-		config.m_Tools.push_back({ "mintyardmanager", "Mintyard Manager", "" });
-		m_pHost = std::make_unique<CToolFrameworkHost>();
-		CUtlString error;
-		EXPECT_TRUE(m_pHost->Init(config, &error)) << error;
-		CMintyardManagerTool *tool = MintyardManagerTool();
-		EXPECT_TRUE(tool->Connect(CToolFrameworkHost::Factory));
-		EXPECT_EQ(INIT_OK, tool->Init());
-		EXPECT_TRUE(tool->InitTool(CToolFrameworkHost::Factory, 0));
-		CloseModalsSoon();
-		tool->PostInitTool();
-		m_pWindow = tool->GetMainWindow();
+		m_pWindow = m_Tool.Start(m_GamePath, m_Temp.Path("settings"), options, "", [] { CloseModalsSoon(); });
 		return m_pWindow;
 	}
 
@@ -113,7 +90,7 @@ protected:
 
 	CTempDirectory m_Temp;
 	std::string m_GamePath;
-	std::unique_ptr<CToolFrameworkHost> m_pHost;
+	CToolInProcess m_Tool;
 	QPointer<CMainWindow> m_pWindow;
 	QStringList m_Titles;
 	int m_nAnswer = QMessageBox::Yes;
