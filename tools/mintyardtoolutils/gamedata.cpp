@@ -414,33 +414,9 @@ int hero_t::FindSlot(const char *pszSlotName) const
 	return -1;
 }
 
-void HeroTable::Clear()
-{
-	m_Heroes.clear();
-	m_Symbols.RemoveAll();
-}
-
-hero_t *HeroTable::GetHero(int index) const
-{
-	if (index < 0 || index >= (int)m_Heroes.size())
-		return nullptr;
-	return m_Heroes[index].get();
-}
-
-hero_t *HeroTable::FindHero(const char *pszName) const
-{
-	return GetHero(FindHeroIndex(pszName));
-}
-
-int HeroTable::FindHeroIndex(const char *pszName) const
-{
-	const int index = m_Symbols.Find(pszName);
-	return GetHero(index) ? index : -1;
-}
-
 hero_t *HeroTable::FindHeroByID(int32 heroID) const
 {
-	for (const std::unique_ptr<hero_t> &pHero : m_Heroes)
+	for (const std::unique_ptr<hero_t> &pHero : Records())
 	{
 		if (pHero && pHero->heroID == heroID)
 			return pHero.get();
@@ -456,61 +432,13 @@ hero_t *HeroTable::FindHeroByTags(int nTagCount, const char *const *ppTags) cons
 	{
 		if (!ppTags[i] || !*ppTags[i])
 			continue;
-		for (const std::unique_ptr<hero_t> &pHero : m_Heroes)
+		for (const std::unique_ptr<hero_t> &pHero : Records())
 		{
 			if (pHero && !pHero->tag.empty() && pHero->tag == ppTags[i])
 				return pHero.get();
 		}
 	}
 	return nullptr;
-}
-
-hero_t *HeroTable::AddHero(const char *pszName)
-{
-	const int index = m_Symbols.AddString(pszName);
-	if ((int)m_Heroes.size() <= index)
-		m_Heroes.resize(index + 1);
-	if (!m_Heroes[index])
-	{
-		m_Heroes[index] = std::make_unique<hero_t>();
-		m_Heroes[index]->symbol = index;
-		m_Heroes[index]->name = pszName ? pszName : "";
-	}
-	return m_Heroes[index].get();
-}
-
-void GameUnitTable::Clear()
-{
-	m_Units.clear();
-	m_Symbols.RemoveAll();
-}
-
-ZARNGameUnitData_t *GameUnitTable::GetUnit(int index) const
-{
-	if (index < 0 || index >= (int)m_Units.size())
-		return nullptr;
-	return m_Units[index].get();
-}
-
-ZARNGameUnitData_t *GameUnitTable::FindUnit(const char *pszName) const
-{
-	return GetUnit(m_Symbols.Find(pszName));
-}
-
-ZARNGameUnitData_t *GameUnitTable::AddUnit(const char *pszName, bool *pbCreated)
-{
-	const int index = m_Symbols.AddString(pszName);
-	if ((int)m_Units.size() <= index)
-		m_Units.resize(index + 1);
-	const bool bCreated = !m_Units[index];
-	if (bCreated)
-	{
-		m_Units[index] = std::make_unique<ZARNGameUnitData_t>();
-		m_Units[index]->name = pszName ? pszName : "";
-	}
-	if (pbCreated)
-		*pbCreated = bCreated;
-	return m_Units[index].get();
 }
 
 // ---------------------------------------------------------------------------------------------

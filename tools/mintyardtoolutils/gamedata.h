@@ -144,49 +144,75 @@ struct ZARNGameUnitData_t
 // ---------------------------------------------------------------------------------------------
 // Tables
 
-class HeroTable
+// Records by name: a symbol table gives each name its slot, and the slot holds the record (or
+// nothing, for a name the symbol table knows without a record).
+template <class Record> class CSymbolRecordTable
 {
 public:
-	HeroTable() = default;
-	HeroTable(const HeroTable &) = delete;
-	HeroTable &operator=(const HeroTable &) = delete;
+	CSymbolRecordTable() = default;
+	CSymbolRecordTable(const CSymbolRecordTable &) = delete;
+	CSymbolRecordTable &operator=(const CSymbolRecordTable &) = delete;
 
-	void Clear();
-	// Slots of the table (the symbol count); GetHero gives null for a slot without a hero.
-	int Count() const { return (int)m_Heroes.size(); }
-	hero_t *GetHero(int index) const;
-	// By name (case ignored), by HeroID, or the first hero whose tag is among the tags.
-	hero_t *FindHero(const char *pszName) const;
-	int FindHeroIndex(const char *pszName) const;
-	hero_t *FindHeroByID(int32 heroID) const;
-	hero_t *FindHeroByTags(int nTagCount, const char *const *ppTags) const;
-	// The record of a name, made when new.
-	hero_t *AddHero(const char *pszName);
+	void Clear()
+	{
+		m_Records.clear();
+		m_Symbols.RemoveAll();
+	}
+	// Slots of the table (the symbol count); Get gives null for a slot without a record.
+	int Count() const { return (int)m_Records.size(); }
+	Record *Get(int index) const { return index < 0 || index >= (int)m_Records.size() ? nullptr : m_Records[index].get(); }
+	// The slot of a name with a record (case ignored), or -1.
+	int FindIndex(const char *pszName) const
+	{
+		const int index = m_Symbols.Find(pszName);
+		return Get(index) ? index : -1;
+	}
+	Record *Find(const char *pszName) const { return Get(FindIndex(pszName)); }
+	// The record of a name, made (with its name and slot) when new; pbCreated tells which.
+	Record *Add(const char *pszName, bool *pbCreated = nullptr)
+	{
+		const int index = m_Symbols.AddString(pszName);
+		if ((int)m_Records.size() <= index)
+			m_Records.resize(index + 1);
+		const bool bCreated = !m_Records[index];
+		if (bCreated)
+		{
+			m_Records[index] = std::make_unique<Record>();
+			m_Records[index]->name = pszName ? pszName : "";
+			if constexpr (requires(Record &r) { r.symbol; })
+				m_Records[index]->symbol = index;
+		}
+		if (pbCreated)
+			*pbCreated = bCreated;
+		return m_Records[index].get();
+	}
 
 	CUtlSymbolTable &Symbols() { return m_Symbols; }
+	const CUtlVector<std::unique_ptr<Record>> &Records() const { return m_Records; }
 
 private:
 	CUtlSymbolTable m_Symbols;
-	CUtlVector<std::unique_ptr<hero_t>> m_Heroes;
+	CUtlVector<std::unique_ptr<Record>> m_Records;
 };
 
-class GameUnitTable
+class HeroTable : public CSymbolRecordTable<hero_t>
 {
 public:
-	GameUnitTable() = default;
-	GameUnitTable(const GameUnitTable &) = delete;
-	GameUnitTable &operator=(const GameUnitTable &) = delete;
+	hero_t *GetHero(int index) const { return Get(index); }
+	// By name (case ignored), by HeroID, or the first hero whose tag is among the tags.
+	hero_t *FindHero(const char *pszName) const { return Find(pszName); }
+	int FindHeroIndex(const char *pszName) const { return FindIndex(pszName); }
+	hero_t *FindHeroByID(int32 heroID) const;
+	hero_t *FindHeroByTags(int nTagCount, const char *const *ppTags) const;
+	hero_t *AddHero(const char *pszName) { return Add(pszName); }
+};
 
-	void Clear();
-	int Count() const { return (int)m_Units.size(); }
-	ZARNGameUnitData_t *GetUnit(int index) const;
-	ZARNGameUnitData_t *FindUnit(const char *pszName) const;
-	// The record of a name, made when new; bCreated tells which.
-	ZARNGameUnitData_t *AddUnit(const char *pszName, bool *pbCreated = nullptr);
-
-private:
-	CUtlSymbolTable m_Symbols;
-	CUtlVector<std::unique_ptr<ZARNGameUnitData_t>> m_Units;
+class GameUnitTable : public CSymbolRecordTable<ZARNGameUnitData_t>
+{
+public:
+	ZARNGameUnitData_t *GetUnit(int index) const { return Get(index); }
+	ZARNGameUnitData_t *FindUnit(const char *pszName) const { return Find(pszName); }
+	ZARNGameUnitData_t *AddUnit(const char *pszName, bool *pbCreated = nullptr) { return Add(pszName, pbCreated); }
 };
 
 // ---------------------------------------------------------------------------------------------
