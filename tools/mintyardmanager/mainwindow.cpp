@@ -58,13 +58,16 @@ CMainWindow::~CMainWindow()
 void CMainWindow::CreateActions()
 {
 	QAction *exitAction = new QAction("E&xit", this);
+	exitAction->setObjectName("mintyard_action_exit");
 	exitAction->setShortcut(QKeySequence("Alt+F4"));
 	exitAction->setStatusTip("Exit the mintyard manager");
 	connect(exitAction, SIGNAL(triggered()), this, SLOT(ExitSlot()));
 
-	auto makeAction = [this](const char *text, const QKeySequence &shortcut, const char *tip, const QIcon &icon, bool bIconInMenu,
-						  const char *slot) {
+	// Every action has an object name, by which scripts and the tests that drive the running tool find it.
+	auto makeAction = [this](const char *name, const char *text, const QKeySequence &shortcut, const char *tip, const QIcon &icon,
+						  bool bIconInMenu, const char *slot) {
 		QAction *action = new QAction(icon, text, this);
+		action->setObjectName(name);
 		if (!shortcut.isEmpty())
 			action->setShortcut(shortcut);
 		if (tip)
@@ -74,23 +77,23 @@ void CMainWindow::CreateActions()
 		return action;
 	};
 
-	m_pNewAction = makeAction("&New Submission", QKeySequence::New, "Publish a new mintyard submission",
+	m_pNewAction = makeAction("mintyard_action_new", "&New Submission", QKeySequence::New, "Publish a new mintyard submission",
 		LoadTwoStateIcon("icon_add.png", QStyle::SP_FileDialogNewFolder), false, SLOT(NewSubmissionSlot()));
-	m_pReUploadAction = makeAction("&Re-Upload", QKeySequence("Ctrl+U"), "Upload a new version of an existing entry",
+	m_pReUploadAction = makeAction("mintyard_action_reupload", "&Re-Upload", QKeySequence("Ctrl+U"), "Upload a new version of an existing entry",
 		LoadTwoStateIcon("icon_reupload.png", QStyle::SP_ArrowUp), false, SLOT(ReUploadSubmissionSlot()));
-	m_pEditAction = makeAction("&Edit Mintyard Info", QKeySequence("Ctrl+E"), "Edit mintyard name or description",
+	m_pEditAction = makeAction("mintyard_action_edit", "&Edit Mintyard Info", QKeySequence("Ctrl+E"), "Edit mintyard name or description",
 		LoadTwoStateIcon("icon_edit.png", QStyle::SP_FileDialogDetailedView), false, SLOT(EditSubmissionSlot()));
-	m_pDeleteAction = makeAction("&Delete Submission", QKeySequence::Delete, "Delete the submission",
+	m_pDeleteAction = makeAction("mintyard_action_delete", "&Delete Submission", QKeySequence::Delete, "Delete the submission",
 		LoadTwoStateIcon("icon_delete.png", QStyle::SP_TrashIcon), false, SLOT(DeleteSubmissionSlot()));
-	m_pRefreshAction = makeAction("&Refresh View", QKeySequence::Refresh, "Refresh the view of published submissions",
+	m_pRefreshAction = makeAction("mintyard_action_refresh", "&Refresh View", QKeySequence::Refresh, "Refresh the view of published submissions",
 		LoadTwoStateIcon("icon_refresh.png", QStyle::SP_BrowserReload), false, SLOT(RefreshFileBrowser()));
-	m_pViewAction = makeAction("&View in Mintyard", QKeySequence("Ctrl+V"), "View this submission on the Brume Mintyard website",
+	m_pViewAction = makeAction("mintyard_action_view", "&View in Mintyard", QKeySequence("Ctrl+V"), "View this submission on the Brume Mintyard website",
 		LoadTwoStateIcon("icon_view.png", QStyle::SP_FileDialogContentsView), false, SLOT(ViewInMintyardSlot()));
-	m_pCreatePackAction = makeAction("&Create BDL", QKeySequence("Ctrl+C"), "Create BDL",
+	m_pCreatePackAction = makeAction("mintyard_action_createbdl", "&Create BDL", QKeySequence("Ctrl+C"), "Create BDL",
 		LoadToolIcon("game:tools/images/mintyardmanager/bdlmanager.png", QStyle::SP_DriveHDIcon), false, SLOT(BDLCreatorSlot()));
-	QAction *assetBrowserAction = makeAction("Asset &Browser", QKeySequence(), "Show the Asset Browser",
+	QAction *assetBrowserAction = makeAction("mintyard_action_assetbrowser", "Asset &Browser", QKeySequence(), "Show the Asset Browser",
 		LoadToolIcon("game:tools/images/assetbrowser/appicon.ico", QStyle::SP_DirOpenIcon), true, SLOT(OnShowAssetBrowser()));
-	QAction *aboutAction = makeAction("&About", QKeySequence::HelpContents, "About this application",
+	QAction *aboutAction = makeAction("mintyard_action_about", "&About", QKeySequence::HelpContents, "About this application",
 		LoadToolIcon("game:tools/images/mintyardmanager/icon_help.png", QStyle::SP_MessageBoxQuestion), true, SLOT(AboutSlot()));
 	QAction *aboutQtAction = new QAction(LoadToolIcon("game:tools/images/mintyardmanager/icon_help.png", QStyle::SP_MessageBoxQuestion), "About Qt", this);
 	aboutQtAction->setIconVisibleInMenu(true);
@@ -162,6 +165,7 @@ void CMainWindow::CreateCentralWidget()
 	}
 
 	m_pBrowser = new CPublishedFileBrowser(central);
+	m_pBrowser->setObjectName("mintyard_published_files");
 	layout->addWidget(m_pBrowser);
 	connect(m_pBrowser->selectionModel(), SIGNAL(selectionChanged(const QItemSelection &, const QItemSelection &)), this,
 		SLOT(PublishedFileSelectionChangedSlot(const QItemSelection &, const QItemSelection &)));

@@ -218,6 +218,13 @@ CPublishFileDialog::~CPublishFileDialog()
 	if (!m_sTempPreviewPath.isEmpty())
 		QFile::remove(m_sTempPreviewPath);
 	QFile::remove(QDir::current().filePath(g_pszTempPreview));
+	DiscardPackedAddon();
+	// The previews go; their folder goes with them when nothing else (a moved zip) is in it.
+	for (const QString &path : m_listTempFiles)
+	{
+		QFile::remove(path);
+		QDir().rmdir(QFileInfo(path).path());
+	}
 	m_callPublish.Cancel();
 	m_callSubmitUpdate.Cancel();
 	m_callQuery.Cancel();
@@ -264,6 +271,7 @@ void CPublishFileDialog::BuildForm()
 	if (m_bExisting && !m_bEditOnly)
 	{
 		m_pChangeNoteEdit = new CTextEditCustomPaint(targetWidth, this);
+		m_pChangeNoteEdit->setObjectName("mintyard_publish_changenote");
 		m_pChangeNoteEdit->setAcceptRichText(false);
 		m_pChangeNoteEdit->setMaximumHeight(100);
 		m_pChangeNoteEdit->setEnabled(true);
@@ -272,12 +280,14 @@ void CPublishFileDialog::BuildForm()
 	}
 
 	m_pTitleEdit = new QLineEdit(this);
+	m_pTitleEdit->setObjectName("mintyard_publish_title");
 	m_pTitleEdit->setMaxLength(129);
 	m_pTitleEdit->setMaximumWidth(displayWidth);
 	connect(m_pTitleEdit, SIGNAL(textEdited(const QString &)), this, SLOT(TitleTextEdited(const QString &)));
 	form->addRow(Translate("#Mintyard_Publish_Title"), m_pTitleEdit);
 
 	m_pDescriptionEdit = new QTextEdit(this);
+	m_pDescriptionEdit->setObjectName("mintyard_publish_description");
 	m_pDescriptionEdit->setAcceptRichText(false);
 	m_pDescriptionEdit->setFixedSize(16777215, 16777215);
 	connect(m_pDescriptionEdit, SIGNAL(textChanged()), this, SLOT(DescriptionTextChanged()));
@@ -289,6 +299,7 @@ void CPublishFileDialog::BuildForm()
 	leftColumn->setContentsMargins(0, 0, 0, 0);
 	leftColumn->addWidget(new QLabel(Translate("#Mintyard_Publish_PreviewImage"), previewLeft));
 	m_pBrowseButton = new QPushButton(previewLeft);
+	m_pBrowseButton->setObjectName("mintyard_publish_browse");
 	m_pBrowseButton->setFixedSize(16, 16);
 	m_pBrowseButton->setIcon(LoadToolIcon("game:tools/images/assetbrowser/workingset.png", QStyle::SP_DirOpenIcon));
 	m_pBrowseButton->setToolTip(Translate("#Mintyard_Publish_BrowseForImage"));
@@ -296,6 +307,7 @@ void CPublishFileDialog::BuildForm()
 	leftColumn->addWidget(m_pBrowseButton, 0, Qt::AlignTop);
 	leftColumn->addStretch();
 	m_pPreviewLabel = new CLabelCustomPaint(targetWidth, targetHeight, this);
+	m_pPreviewLabel->setObjectName("mintyard_publish_preview");
 	m_pPreviewLabel->SetDisplaySize(QSize(displayWidth, displayHeight));
 	m_pPreviewLabel->setFixedSize(displayWidth, displayHeight);
 	m_pPreviewLabel->setMinimumSize(displayWidth / 3, displayHeight / 3);
@@ -304,6 +316,7 @@ void CPublishFileDialog::BuildForm()
 	if (!m_bEditOnly && bAddonMode)
 	{
 		m_pAddonCombo = new QComboBox(this);
+		m_pAddonCombo->setObjectName("mintyard_publish_addon");
 		m_pAddonCombo->addItems(m_listAddonFolders);
 		m_pAddonCombo->setCurrentIndex(m_nDefaultAddon < 0 ? 0 : m_nDefaultAddon);
 		m_pAddonCombo->setMaximumWidth(displayWidth);
@@ -313,6 +326,7 @@ void CPublishFileDialog::BuildForm()
 	if (!m_bEditOnly)
 	{
 		m_pUploadSizeLabel = new QLabel(this);
+		m_pUploadSizeLabel->setObjectName("mintyard_publish_uploadsize");
 		form->addRow(Translate("#Mintyard_Publish_UploadSize"), m_pUploadSizeLabel);
 		if (!bAddonMode)
 			m_pUploadSizeLabel->setVisible(false);
@@ -323,8 +337,11 @@ void CPublishFileDialog::BuildForm()
 	m_pVisibilityGroup = new QGroupBox(Translate("#Mintyard_Publish_Visibility"), this);
 	QHBoxLayout *radios = new QHBoxLayout(m_pVisibilityGroup);
 	m_pRadioPublic = new QRadioButton(Translate("#Mintyard_Publish_Visibility_Public"), m_pVisibilityGroup);
+	m_pRadioPublic->setObjectName("mintyard_publish_public");
 	m_pRadioFriends = new QRadioButton(Translate("#Mintyard_Publish_Visibility_FriendsOnly"), m_pVisibilityGroup);
+	m_pRadioFriends->setObjectName("mintyard_publish_friends");
 	m_pRadioHidden = new QRadioButton(Translate("#Mintyard_Publish_Visibility_Hidden"), m_pVisibilityGroup);
+	m_pRadioHidden->setObjectName("mintyard_publish_hidden");
 	for (QRadioButton *radio : { m_pRadioPublic, m_pRadioFriends, m_pRadioHidden })
 	{
 		radios->addWidget(radio);
@@ -336,9 +353,11 @@ void CPublishFileDialog::BuildForm()
 	QHBoxLayout *buttons = new QHBoxLayout();
 	buttons->addStretch();
 	QPushButton *cancel = new QPushButton(Translate("#Mintyard_Publish_Cancel"), this);
+	cancel->setObjectName("mintyard_publish_cancel");
 	connect(cancel, SIGNAL(clicked()), this, SLOT(CancelButtonClicked()));
 	buttons->addWidget(cancel);
 	m_pSubmitButton = new QPushButton(Translate("#Mintyard_Publish_Submit"), this);
+	m_pSubmitButton->setObjectName("mintyard_publish_submit");
 	m_pSubmitButton->setDefault(true);
 	connect(m_pSubmitButton, SIGNAL(clicked()), this, SLOT(SubmitButtonClicked()));
 	buttons->addWidget(m_pSubmitButton);
@@ -432,6 +451,7 @@ void CPublishFileDialog::LoadRecord()
 	default: break;
 	}
 	const QString previewPath = MakePreviewPath();
+	m_listTempFiles << previewPath;
 	const QFileInfo info(previewPath);
 	m_previewRequest.StartDownload(m_record.m_hPreviewFile, info.path().toUtf8().constData(), info.fileName().toUtf8().constData(),
 		m_record.m_rtimeUpdated, true);

@@ -228,6 +228,12 @@ private:
 	int32 m_nDefaultAddon = -1;
 	QComboBox *m_pAddonCombo = nullptr;
 	QString m_sTempPreviewPath;
+	// Files the dialog made for an upload (fetched and written previews), removed when it goes.
+	QStringList m_listTempFiles;
+	// The addon packed next to its folder and not yet moved into the upload folder; a flow that
+	// stops before the move removes it.
+	QString m_sPackedAddonPath;
+	void DiscardPackedAddon();
 	QList<QCheckBox *> m_vecTagBoxes;
 	CCallResult<CPublishFileDialog, RemoteStoragePublishFileResult_t> m_callPublish; // never armed
 	CCallResult<CPublishFileDialog, SubmitItemUpdateResult_t> m_callSubmitUpdate;

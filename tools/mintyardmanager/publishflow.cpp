@@ -5,6 +5,7 @@
 #include <QComboBox>
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -131,6 +132,7 @@ bool CPublishFileDialog::PublishStep()
 				return false;
 			}
 			m_record.m_sFileName = packed;
+			m_sPackedAddonPath = QString::fromUtf8(packed.c_str());
 		}
 		m_nPublishState = PUBLISH_STATE_SUBMIT;
 		m_nTimerId = startTimer(1, Qt::CoarseTimer);
@@ -261,9 +263,11 @@ bool CPublishFileDialog::PrepareContent(CUtlString &outFolder, bool bNew)
 		const bool bOccupied = bNew && fs->Size(target.toUtf8().constData()) >= 0;
 		if (bOccupied || !fs->RenameFile(m_record.m_sFileName.c_str(), target.toUtf8().constData()))
 		{
+			DiscardPackedAddon();
 			ShowError(Fmt("#Mintyard_Publish_Err_BDLAddFailed", id));
 			return false;
 		}
+		m_sPackedAddonPath.clear();
 		outFolder = folder.toUtf8().constData();
 		WritePublishData(outFolder);
 		return true;
@@ -305,6 +309,7 @@ bool CPublishFileDialog::WritePreview(const QString &path)
 		return false;
 	}
 	m_sTempPreviewPath = path;
+	m_listTempFiles << path;
 	return true;
 }
 
@@ -449,10 +454,18 @@ void CPublishFileDialog::OnSubmitItemUpdate(SubmitItemUpdateResult_t *pResult, b
 	ReportFailure(pResult->m_eResult);
 }
 
+void CPublishFileDialog::DiscardPackedAddon()
+{
+	if (!m_sPackedAddonPath.isEmpty())
+		QFile::remove(m_sPackedAddonPath);
+	m_sPackedAddonPath.clear();
+}
+
 void CPublishFileDialog::ReportFailure(int result)
 {
 	StopTimer();
 	CloseProgress();
+	DiscardPackedAddon();
 	QString text;
 	switch (result)
 	{

@@ -474,7 +474,8 @@ TEST_F(PublishDialogTest, AReUploadWithAChangeNoteReplacesTheContent)
 	m_Temp.Write("game/zarn_addons/arena_lights/scripts/more.txt", std::string(5000, 'm'));
 
 	PublishedFileInfo_t record = RecordOf(id);
-	CPublishFileDialog dialog(&record, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
+	auto dialogHolder = std::make_unique<CPublishFileDialog>(&record, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
+	CPublishFileDialog &dialog = *dialogHolder;
 	// The preview comes down from the service.
 	m_Messages.clear();
 	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
@@ -502,6 +503,17 @@ TEST_F(PublishDialogTest, AReUploadWithAChangeNoteReplacesTheContent)
 	CPackedStore store((std::string(folder) + "/" + std::to_string(id) + ".bdl").c_str(), m_pHost->FileSystem());
 	PackedStoreFileInfo_t info;
 	EXPECT_TRUE(store.FindFile("scripts/more.txt", info));
+
+	// The fetched preview and the one written for the upload go with the dialog, and their folder
+	// with them.
+	const std::string uploads = m_Temp.Path("tmp/mintyardupload_" + std::to_string(id));
+	ASSERT_TRUE(fs::exists(uploads));
+	int previews = 0;
+	for (const auto &entry : fs::directory_iterator(uploads))
+		previews += entry.path().extension() == ".jpg";
+	EXPECT_GE(previews, 1);
+	dialogHolder.reset();
+	EXPECT_FALSE(fs::exists(uploads));
 }
 
 TEST_F(PublishDialogTest, AnotherFolderAsksFirstAndNoKeepsTheForm)
@@ -719,6 +731,9 @@ TEST_F(PublishDialogTest, ANewAddonDoesNotReplaceAPackAlreadyAtItsTarget)
 	ASSERT_EQ(1u, m_Messages.size());
 	EXPECT_EQ("The packed addon could not be put into the upload folder of submission 1.", m_Messages[0].text);
 	EXPECT_EQ("older pack", ReadFile(occupied));
+	// The pack made for this try does not stay beside the author's folders.
+	EXPECT_FALSE(fs::exists(m_Temp.Path("game/zarn_addons/arena_lights.bdl")));
+	EXPECT_TRUE(fs::exists(m_Temp.Path("game/zarn_addons/arena_lights/addoninfo.txt")));
 	EXPECT_EQ(0, dialog.result());
 	EXPECT_EQ("Arena Lights", dialog.TitleEdit()->text());
 	EXPECT_EQ(1u, dialog.Record().m_nPublishedFileId); // kept; the next Submit still counts as new

@@ -1,0 +1,325 @@
+// The whole road: the real host runs the real tool against the real content service, and a driver
+// inside the host (tests/roaddriver) acts as the author. Between the author's steps the test looks
+// at what the service holds.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <httplib.h>
+#include <rapidjson/document.h>
+
+#include <QImage>
+
+#include "core/tests/test_support.h"
+#include "service_process.h"
+
+extern char **environ;
+
+namespace fs = std::filesystem;
+
+namespace
+{
+std::string ReadAll(const std::string &path)
+{
+	std::ifstream in(path, std::ios::binary);
+	return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+bool Contains(const std::string &text, const std::string &part)
+{
+	return text.find(part) != std::string::npos;
+}
+
+// The host with the driver loaded into it, started in the background.
+class CDrivenHost
+{
+public:
+	~CDrivenHost() { Kill(); }
+
+	bool Start(const std::string &dir, const std::vector<std::string> &environment, const std::vector<std::string> &arguments)
+	{
+		m_Dir = dir;
+		std::vector<std::string> env;
+		for (char **e = environ; *e; ++e)
+			env.emplace_back(*e);
+		env.insert(env.end(), environment.begin(), environment.end());
+		std::vector<std::string> args = { HOST_PATH };
+		args.insert(args.end(), arguments.begin(), arguments.end());
+		m_Pid = fork();
+		if (m_Pid == 0)
+		{
+			const int out = open((dir + "/host.out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+			dup2(out, 1);
+			dup2(out, 2);
+			std::vector<char *> argv, envp;
+			for (std::string &a : args)
+				argv.push_back(a.data());
+			argv.push_back(nullptr);
+			for (std::string &e : env)
+				envp.push_back(e.data());
+			envp.push_back(nullptr);
+			execve(argv[0], argv.data(), envp.data());
+			_exit(127);
+		}
+		return m_Pid > 0;
+	}
+
+	// Waits for a line of the driver's log that starts with `prefix`; false when the driver failed,
+	// the host ended, or two minutes went by.
+	bool WaitFor(const std::string &prefix)
+	{
+		const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+		while (std::chrono::steady_clock::now() < deadline)
+		{
+			const std::string log = Log();
+			if (log.rfind(prefix, 0) == 0 || Contains(log, "\n" + prefix))
+				return true;
+			if (Contains(log, "FAILED") || Exited())
+				return false;
+			std::this_thread::sleep_for(std::chrono::milliseconds(20));
+		}
+		return false;
+	}
+
+	void Go(const std::string &checkpoint) { std::ofstream(m_Dir + "/go-" + checkpoint) << "go\n"; }
+
+	// The host's exit code once it has ended, -1 when it had to be killed after two minutes.
+	int Finish()
+	{
+		const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+		while (!Exited() && std::chrono::steady_clock::now() < deadline)
+			std::this_thread::sleep_for(std::chrono::milliseconds(20));
+		if (!Exited())
+			Kill();
+		return m_nExitCode;
+	}
+
+	std::string Log() const { return ReadAll(m_Dir + "/road.log"); }
+	std::string Output() const { return ReadAll(m_Dir + "/host.out"); }
+	std::string Describe() const { return "driver log:\n" + Log() + "\nhost output:\n" + Output(); }
+
+private:
+	bool Exited()
+	{
+		if (m_Pid <= 0)
+			return true;
+		int status = 0;
+		if (waitpid(m_Pid, &status, WNOHANG) != m_Pid)
+			return false;
+		m_nExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+		m_Pid = -1;
+		return true;
+	}
+	void Kill()
+	{
+		if (m_Pid > 0)
+		{
+			kill(m_Pid, SIGKILL);
+			waitpid(m_Pid, nullptr, 0);
+			m_Pid = -1;
+			m_nExitCode = -1;
+		}
+	}
+
+	std::string m_Dir;
+	pid_t m_Pid = -1;
+	int m_nExitCode = -1;
+};
+
+class ToolRoad : public testing::Test
+{
+protected:
+	void SetUp() override
+	{
+		fs::copy(MINTYARD_SOURCE_DIR "/sample/game", m_Temp.Path("game"), fs::copy_options::recursive);
+		fs::create_directories(m_Temp.Path("content/zarn"));
+		fs::create_directories(m_Temp.Path("road"));
+		fs::create_directories(m_Temp.Path("tmp"));
+		QImage preview(1024, 768, QImage::Format_RGB32);
+		preview.fill(QColor(200, 160, 40));
+		ASSERT_TRUE(preview.save(QString::fromStdString(m_Temp.Path("road/preview.png"))));
+		ASSERT_TRUE(m_Service.Start(m_Temp.Path("service")));
+	}
+
+	bool StartHost(const char *script, const std::string &account = "")
+	{
+		std::vector<std::string> environment = {
+			// Offscreen unless the one who runs the test asks for another (xcb under Xvfb, to look).
+			std::string("QT_QPA_PLATFORM=") + (getenv("QT_QPA_PLATFORM") ? getenv("QT_QPA_PLATFORM") : "offscreen"),
+			"QT_PLUGIN_PATH=" ROAD_PLUGIN_DIR,
+			"QT_QPA_GENERIC_PLUGINS=mintyardroad",
+			"MINTYARD_ROAD_DIR=" + m_Temp.Path("road"),
+			std::string("MINTYARD_ROAD_SCRIPT=") + script,
+			"BRUME_SERVICE=" + m_Service.Address(),
+			"BRUME_DATA_DIR=" + m_Temp.Path("client"),
+			"XDG_CONFIG_HOME=" + m_Temp.Path("config"),
+			"XDG_DATA_HOME=" + m_Temp.Path("data"),
+			"TMPDIR=" + m_Temp.Path("tmp"),
+		};
+		if (!account.empty())
+			environment.push_back("BRUME_ACCOUNT=" + account);
+		return m_Host.Start(m_Temp.Path("road"), environment, { "-game", m_Temp.Path("game/zarn"), "-tool", TOOL_LIBRARY_PATH });
+	}
+
+	// The service's JSON for a path, parsed.
+	rapidjson::Document Get(const std::string &path)
+	{
+		rapidjson::Document doc;
+		httplib::Client http("127.0.0.1", m_Service.Port());
+		auto r = http.Get(path.c_str());
+		doc.Parse(r ? r->body.c_str() : "");
+		return doc;
+	}
+	std::vector<uint64_t> ListedIds(const std::string &query = "")
+	{
+		std::vector<uint64_t> ids;
+		rapidjson::Document page = Get("/api/v1/files?start=0&count=50" + query);
+		if (page.IsObject() && page.HasMember("ids"))
+			for (const auto &id : page["ids"].GetArray())
+				ids.push_back(id.GetUint64());
+		return ids;
+	}
+	static std::vector<std::string> Strings(const rapidjson::Value &array)
+	{
+		std::vector<std::string> out;
+		for (const auto &v : array.GetArray())
+			out.emplace_back(v.GetString());
+		return out;
+	}
+	std::vector<std::string> ChangeNotes(uint64_t id)
+	{
+		std::vector<std::string> notes;
+		rapidjson::Document changes = Get("/api/v1/files/" + std::to_string(id) + "/changes");
+		if (changes.IsObject() && changes.HasMember("changes"))
+			for (const auto &c : changes["changes"].GetArray())
+				notes.emplace_back(c["note"].GetString());
+		return notes;
+	}
+	// The names the packed content of a file holds, as the packer's own listing tells them.
+	std::string PackedNames(uint64_t handle)
+	{
+		httplib::Client http("127.0.0.1", m_Service.Port());
+		auto r = http.Get(("/api/v1/ugc/" + std::to_string(handle)).c_str());
+		if (!r || r->status != 200)
+			return "(no content " + std::to_string(handle) + ")";
+		const std::string path = m_Temp.Write("downloaded_" + std::to_string(handle) + ".bdl", r->body);
+		return RunCommand(MINTYARD_BINARY_DIR "/bin/bdl l " + path).output;
+	}
+	uint64_t ContentHandleNamed(const rapidjson::Value &file, const std::string &name)
+	{
+		for (const auto &c : file["content"].GetArray())
+			if (c["name"].GetString() == name)
+				return c["handle"].GetUint64();
+		return 0;
+	}
+	std::string Page(const std::string &url)
+	{
+		const std::string prefix = "http://" + m_Service.Address();
+		if (url.rfind(prefix, 0) != 0)
+			return "(not the service's page: " + url + ")";
+		httplib::Client http("127.0.0.1", m_Service.Port());
+		auto r = http.Get(url.substr(prefix.size()).c_str());
+		return r ? std::to_string(r->status) + "\n" + r->body : std::string("(no answer)");
+	}
+	// The last page the tool opened, from the driver's log.
+	std::string LastOpenedUrl()
+	{
+		const std::string log = m_Host.Log();
+		const size_t at = log.rfind("opened ");
+		return at == std::string::npos ? std::string() : log.substr(at + 7, log.find('\n', at) - at - 7);
+	}
+
+	CTempDirectory m_Temp;
+	CServiceProcess m_Service;
+	CDrivenHost m_Host;
+};
+} // namespace
+
+TEST_F(ToolRoad, AnAddonIsPublishedReUploadedEditedAndDeletedThroughTheRunningTool)
+{
+	ASSERT_TRUE(StartHost("publish"));
+
+	// New: packed, created, uploaded with its preview, listed.
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint published")) << m_Host.Describe();
+	std::vector<uint64_t> ids = ListedIds();
+	ASSERT_EQ(1u, ids.size());
+	const uint64_t id = ids[0];
+	const std::string idText = std::to_string(id);
+	rapidjson::Document file = Get("/api/v1/files/" + idText);
+	ASSERT_TRUE(file.IsObject());
+	EXPECT_STREQ("Arena Lights", file["title"].GetString());
+	EXPECT_STREQ("Lamps around the arena.", file["file_description"].GetString());
+	EXPECT_EQ(0, file["visibility"].GetInt());
+	EXPECT_EQ(std::vector<std::string>{ "Custom Game" }, Strings(file["tags"]));
+	EXPECT_GT(file["preview_file_size"].GetInt64(), 0);
+	const uint64_t firstPack = ContentHandleNamed(file, idText + ".bdl");
+	ASSERT_NE(0u, firstPack) << "the content holds no " << idText << ".bdl";
+	EXPECT_NE(0u, ContentHandleNamed(file, "publish_data.txt"));
+	std::string names = PackedNames(firstPack);
+	EXPECT_TRUE(Contains(names, "scripts/arena_lights.txt")) << names;
+	EXPECT_FALSE(Contains(names, "new_lamp.txt")) << names;
+	EXPECT_EQ(std::vector<std::string>{ "Created Arena Lights." }, ChangeNotes(id));
+	EXPECT_TRUE(Contains(m_Host.Log(), "box Submitted")) << m_Host.Log();
+	EXPECT_EQ("http://" + m_Service.Address() + "/sharedfiles/filedetails/?id=" + idText, LastOpenedUrl());
+	// The packed addon went into the upload folder under the addons root, named by the id.
+	EXPECT_TRUE(fs::exists(m_Temp.Path("game/zarn_addons/bdls/" + idText + "/" + idText + ".bdl")));
+	EXPECT_FALSE(fs::exists(m_Temp.Path("game/zarn_addons/arena_lights.bdl")));
+
+	// The author changes the addon before the re-upload.
+	m_Temp.Write("game/zarn_addons/arena_lights/materials/new_lamp.txt", "brighter");
+	m_Host.Go("published");
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint reuploaded")) << m_Host.Describe();
+	EXPECT_TRUE(Contains(m_Host.Log(), "form title Arena Lights\n")) << m_Host.Log(); // the form came filled
+	file = Get("/api/v1/files/" + idText);
+	EXPECT_STREQ("Arena Lights", file["title"].GetString());
+	const uint64_t secondPack = ContentHandleNamed(file, idText + ".bdl");
+	EXPECT_NE(firstPack, secondPack);
+	names = PackedNames(secondPack);
+	EXPECT_TRUE(Contains(names, "materials/new_lamp.txt")) << names;
+	EXPECT_EQ((std::vector<std::string>{ "Brighter lamps.", "Created Arena Lights." }), ChangeNotes(id));
+
+	// Edit-only: the title and a tag go out, no content, no note.
+	m_Host.Go("reuploaded");
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint edited")) << m_Host.Describe();
+	file = Get("/api/v1/files/" + idText);
+	EXPECT_STREQ("Arena Lights Deluxe", file["title"].GetString());
+	EXPECT_EQ((std::vector<std::string>{ "Custom Game", "Hearthfrost 2017" }), Strings(file["tags"]));
+	EXPECT_EQ(secondPack, ContentHandleNamed(file, idText + ".bdl"));
+	EXPECT_EQ(2u, ChangeNotes(id).size());
+	const std::string page = Page(LastOpenedUrl());
+	EXPECT_TRUE(Contains(page, "<title>Arena Lights Deluxe :: Mintyard</title>")) << page;
+
+	// Deleted from the window, after its question.
+	m_Host.Go("edited");
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint deleted")) << m_Host.Describe();
+	EXPECT_TRUE(ListedIds().empty());
+	EXPECT_TRUE(Contains(m_Host.Log(), "box Delete submission?")) << m_Host.Log();
+	EXPECT_EQ(0u, Page("http://" + m_Service.Address() + "/sharedfiles/filedetails/?id=" + idText).rfind("404", 0));
+	m_Host.Go("deleted");
+	EXPECT_EQ(0, m_Host.Finish()) << m_Host.Describe();
+
+	// The author's boxes were these, in this order, and nothing else.
+	std::vector<std::string> boxes;
+	std::istringstream log(m_Host.Log());
+	for (std::string line; std::getline(log, line);)
+		if (line.rfind("box ", 0) == 0)
+			boxes.push_back(line.substr(4, line.find(" | ") - 4));
+	EXPECT_EQ((std::vector<std::string>{ "Submitted", "Submitted", "Submitted", "Delete submission?" }), boxes)
+		<< m_Host.Log();
+	// Screenshots of the form in each state were taken.
+	for (const char *shot : { "new", "new filled", "update", "edit-only" })
+		EXPECT_TRUE(fs::exists(m_Temp.Path(std::string("road/shots/") + shot + ".png"))) << shot;
+	if (const char *keep = getenv("MINTYARD_ROAD_SHOTS"))
+		fs::copy(m_Temp.Path("road/shots"), keep, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+}

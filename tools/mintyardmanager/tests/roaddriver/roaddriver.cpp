@@ -1,0 +1,476 @@
+// A Qt plugin that drives the running tool inside the real host as an author would: it finds the
+// main window, presses its actions, types into the publish form, drops a preview on it, answers
+// the boxes that come up, and writes what it saw to a log that the test reads.
+//
+// The host loads it through Qt's generic plugins: QT_PLUGIN_PATH names a folder whose "generic"
+// folder holds this library, and QT_QPA_GENERIC_PLUGINS=mintyardroad starts it. What it does:
+//
+//   MINTYARD_ROAD_DIR     folder for "road.log", the test's "go-<name>" files and "shots/"
+//   MINTYARD_ROAD_SCRIPT  "publish" (new, re-upload, edit-only, delete) or "coauthor"
+//                         (a re-upload of a file that another account owns)
+//
+// Each step waits for what it needs, acts, and moves on; a step that cannot finish in 60 seconds
+// writes "FAILED <step>: <why>" and ends the host with exit code 3. At a "checkpoint" the driver
+// writes the line "checkpoint <name>" and waits for the test to create "go-<name>", so that the
+// test can look at the service between steps.
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDesktopServices>
+#include <QDialog>
+#include <QDir>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFile>
+#include <QGenericPlugin>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPointer>
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTableView>
+#include <QTest>
+#include <QTextEdit>
+#include <QTimer>
+#include <QUrl>
+
+namespace
+{
+struct Step_t
+{
+	QString m_Name;
+	std::function<bool(QString &why)> m_Run; // true when the step is done; `why` says what it waits for
+};
+
+QWidget *FindTopLevel(const char *className)
+{
+	for (QWidget *w : QApplication::topLevelWidgets())
+		if (w->isVisible() && w->inherits(className))
+			return w;
+	return nullptr;
+}
+
+template <class T>
+T *FindChildNamed(QWidget *parent, const char *name)
+{
+	return parent ? parent->findChild<T *>(name) : nullptr;
+}
+
+// A progress box of the tool is up (listing, packing, submitting, fetching a preview).
+bool AnyProgressVisible()
+{
+	for (QWidget *w : QApplication::allWidgets())
+		if (w->isVisible() && qobject_cast<QProgressDialog *>(w))
+			return true;
+	return false;
+}
+} // namespace
+
+class CRoadDriver : public QObject
+{
+	Q_OBJECT
+public:
+	CRoadDriver()
+	{
+		m_Dir = QString::fromLocal8Bit(qgetenv("MINTYARD_ROAD_DIR"));
+		m_Script = QString::fromLocal8Bit(qgetenv("MINTYARD_ROAD_SCRIPT"));
+		QDir().mkpath(m_Dir + "/shots");
+		m_pLog = fopen(QFile::encodeName(m_Dir + "/road.log").constData(), "a");
+		// The pages the tool opens are written down instead of shown.
+		QDesktopServices::setUrlHandler("http", this, "OpenUrl");
+		QDesktopServices::setUrlHandler("https", this, "OpenUrl");
+		if (m_Script == "publish")
+			BuildPublishScript();
+		else if (m_Script == "coauthor")
+			BuildCoauthorScript();
+		else
+			Log("FAILED start: unknown script \"" + m_Script + "\"");
+		connect(&m_Timer, &QTimer::timeout, this, &CRoadDriver::Tick);
+		m_Timer.start(20);
+		m_StepStarted = std::chrono::steady_clock::now();
+	}
+	~CRoadDriver() override
+	{
+		if (m_pLog)
+			fclose(m_pLog);
+	}
+
+public slots:
+	void OpenUrl(const QUrl &url) { Log("opened " + url.toString()); }
+
+private:
+	void Log(const QString &line)
+	{
+		if (!m_pLog)
+			return;
+		fprintf(m_pLog, "%s\n", line.toUtf8().constData());
+		fflush(m_pLog);
+	}
+
+	// Answers every message box that is up: Yes where it asks, otherwise its default button.
+	void AnswerBoxes()
+	{
+		for (QWidget *w : QApplication::topLevelWidgets())
+		{
+			QMessageBox *box = qobject_cast<QMessageBox *>(w);
+			if (!box || !box->isVisible() || m_Answered.contains(box))
+				continue;
+			m_Answered << box;
+			Log("box " + box->windowTitle() + " | " + box->text().replace('\n', ' '));
+			QAbstractButton *button = box->button(QMessageBox::Yes);
+			if (!button)
+				button = box->defaultButton() ? static_cast<QAbstractButton *>(box->defaultButton()) : box->buttons().value(0);
+			if (button)
+				QTimer::singleShot(0, button, &QAbstractButton::click);
+		}
+		// A box that closed may come back (the same object shown again).
+		for (int i = m_Answered.size() - 1; i >= 0; --i)
+			if (!m_Answered[i] || !m_Answered[i]->isVisible())
+				m_Answered.removeAt(i);
+	}
+
+	void Tick()
+	{
+		AnswerBoxes();
+		if (m_nStep >= (int)m_Steps.size())
+			return;
+		Step_t &step = m_Steps[m_nStep];
+		QString why;
+		if (step.m_Run(why))
+		{
+			Log("done " + step.m_Name);
+			++m_nStep;
+			m_StepStarted = std::chrono::steady_clock::now();
+			return;
+		}
+		if (std::chrono::steady_clock::now() - m_StepStarted > std::chrono::seconds(60))
+		{
+			Log("FAILED " + step.m_Name + ": " + why);
+			m_Timer.stop();
+			QApplication::closeAllWindows();
+			QCoreApplication::exit(3);
+		}
+	}
+
+	void Add(const QString &name, std::function<bool(QString &)> run) { m_Steps.push_back({ name, std::move(run) }); }
+
+	// Runs an action of the main window the way a click on its tool button would, later, so that a
+	// box it opens runs its own loop outside this driver's tick.
+	void AddTrigger(const QString &name, const char *actionName)
+	{
+		Add(name, [actionName](QString &why) {
+			QWidget *window = FindTopLevel("CMainWindow");
+			QAction *action = window ? window->findChild<QAction *>(actionName) : nullptr;
+			if (!action || !action->isEnabled() || AnyProgressVisible())
+			{
+				why = QString("action %1 not there or not enabled").arg(actionName);
+				return false;
+			}
+			QTimer::singleShot(0, action, &QAction::trigger);
+			return true;
+		});
+	}
+
+	// Waits until the main window stands idle with `rows` rows, one of them titled `title` (when
+	// given).
+	void AddWaitForList(const QString &name, int rows, const QString &title = QString())
+	{
+		Add(name, [this, rows, title](QString &why) {
+			QTableView *table = FindChildNamed<QTableView>(FindTopLevel("CMainWindow"), "mintyard_published_files");
+			if (!table || AnyProgressVisible() || FindTopLevel("CPublishFileDialog"))
+			{
+				why = "the window is busy";
+				return false;
+			}
+			const int count = table->model()->rowCount();
+			bool bFound = title.isEmpty();
+			for (int r = 0; r < count; ++r)
+				bFound = bFound || table->model()->index(r, 0).data().toString() == title;
+			why = QString("%1 rows, \"%2\" %3").arg(count).arg(title).arg(bFound ? "listed" : "not listed");
+			if (count != rows || !bFound)
+				return false;
+			// Steady for a moment: a refresh that is queued has not started yet.
+			if (++m_nSteadyTicks < 10)
+				return false;
+			m_nSteadyTicks = 0;
+			Log(QString("list %1 rows").arg(count));
+			return true;
+		});
+	}
+
+	void AddSelectRow(const QString &name, const QString &title)
+	{
+		Add(name, [title](QString &why) {
+			QTableView *table = FindChildNamed<QTableView>(FindTopLevel("CMainWindow"), "mintyard_published_files");
+			if (!table)
+				return false;
+			for (int r = 0; r < table->model()->rowCount(); ++r)
+			{
+				const QModelIndex index = table->model()->index(r, 0);
+				if (index.data().toString() != title)
+					continue;
+				table->scrollTo(index);
+				QTest::mouseClick(table->viewport(), Qt::LeftButton, Qt::NoModifier, table->visualRect(index).center());
+				return table->selectionModel()->isRowSelected(r, QModelIndex());
+			}
+			why = "no row titled " + title;
+			return false;
+		});
+	}
+
+	// Waits for the publish form, with its preview fetched when it has one to fetch.
+	void AddWaitForForm(const QString &name)
+	{
+		Add(name, [this](QString &why) {
+			QWidget *dialog = FindTopLevel("CPublishFileDialog");
+			why = dialog ? "the form is still busy" : "no publish form";
+			if (!dialog || AnyProgressVisible())
+				return false;
+			if (++m_nSteadyTicks < 10)
+				return false;
+			m_nSteadyTicks = 0;
+			return true;
+		});
+	}
+
+	// Saves a picture of the form as it stands, for people to look at.
+	void AddShot(const QString &name)
+	{
+		Add("shot " + name, [this, name](QString &) {
+			if (QWidget *dialog = FindTopLevel("CPublishFileDialog"))
+				dialog->grab().save(m_Dir + "/shots/" + name + ".png");
+			return true;
+		});
+	}
+
+	void AddType(const QString &name, const char *widgetName, const QString &text, bool bClearFirst)
+	{
+		Add(name, [widgetName, text, bClearFirst](QString &why) {
+			QWidget *dialog = FindTopLevel("CPublishFileDialog");
+			QWidget *edit = FindChildNamed<QWidget>(dialog, widgetName);
+			if (!edit || !edit->isEnabled())
+			{
+				why = QString("no enabled %1").arg(widgetName);
+				return false;
+			}
+			QWidget *target = edit;
+			if (QTextEdit *textEdit = qobject_cast<QTextEdit *>(edit))
+			{
+				target = textEdit->viewport();
+				QTest::mouseClick(target, Qt::LeftButton, Qt::NoModifier, QPoint(5, 5));
+			}
+			else
+			{
+				QTest::mouseClick(edit, Qt::LeftButton);
+			}
+			if (bClearFirst)
+			{
+				QTest::keyClick(edit, Qt::Key_A, Qt::ControlModifier);
+				QTest::keyClick(edit, Qt::Key_Delete);
+			}
+			QTest::keyClicks(edit, text);
+			return true;
+		});
+	}
+
+	void AddClick(const QString &name, const char *widgetName)
+	{
+		Add(name, [widgetName](QString &why) {
+			QAbstractButton *button = FindChildNamed<QAbstractButton>(FindTopLevel("CPublishFileDialog"), widgetName);
+			if (!button || !button->isEnabled())
+			{
+				why = QString("no enabled %1").arg(widgetName);
+				return false;
+			}
+			QTimer::singleShot(0, button, [button] { QTest::mouseClick(button, Qt::LeftButton); });
+			return true;
+		});
+	}
+
+	void AddChooseAddon(const QString &name, const QString &folder)
+	{
+		Add(name, [folder](QString &why) {
+			QComboBox *combo = FindChildNamed<QComboBox>(FindTopLevel("CPublishFileDialog"), "mintyard_publish_addon");
+			const int index = combo ? combo->findText(folder) : -1;
+			if (index < 0)
+			{
+				why = "no addon " + folder + " to choose";
+				return false;
+			}
+			combo->setCurrentIndex(index);
+			return true;
+		});
+	}
+
+	void AddTickTag(const QString &name, const QString &tag)
+	{
+		Add(name, [tag](QString &why) {
+			QWidget *dialog = FindTopLevel("CPublishFileDialog");
+			for (QCheckBox *box : dialog ? dialog->findChildren<QCheckBox *>() : QList<QCheckBox *>())
+			{
+				if (box->property("extra_mintyard_tag").toString() == tag)
+				{
+					QTest::mouseClick(box, Qt::LeftButton, Qt::NoModifier, QPoint(4, box->height() / 2));
+					return true;
+				}
+			}
+			why = "no box for the tag " + tag;
+			return false;
+		});
+	}
+
+	// Drops an image file on the form, as from a file manager.
+	void AddDropImage(const QString &name, const QString &path)
+	{
+		Add(name, [path](QString &why) {
+			QWidget *dialog = FindTopLevel("CPublishFileDialog");
+			if (!dialog)
+			{
+				why = "no publish form";
+				return false;
+			}
+			QMimeData mime;
+			mime.setUrls({ QUrl::fromLocalFile(path) });
+			const QPoint at = dialog->rect().center();
+			QDragEnterEvent enter(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+			QApplication::sendEvent(dialog, &enter);
+			if (!enter.isAccepted())
+			{
+				why = "the form does not take " + path;
+				return false;
+			}
+			QDropEvent drop(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+			QApplication::sendEvent(dialog, &drop);
+			return true;
+		});
+	}
+
+	void AddCheckpoint(const QString &name)
+	{
+		Add("checkpoint " + name, [this, name](QString &why) {
+			if (!m_bCheckpointLogged)
+			{
+				Log("checkpoint " + name);
+				m_bCheckpointLogged = true;
+			}
+			why = "the test did not say go";
+			if (!QFile::exists(m_Dir + "/go-" + name))
+				return false;
+			m_bCheckpointLogged = false;
+			return true;
+		});
+	}
+
+	void AddLogTitles(const QString &name)
+	{
+		Add(name, [this](QString &) {
+			QWidget *dialog = FindTopLevel("CPublishFileDialog");
+			QLineEdit *title = FindChildNamed<QLineEdit>(dialog, "mintyard_publish_title");
+			if (title)
+				Log("form title " + title->text() + (title->isEnabled() ? "" : " (locked)"));
+			if (FindChildNamed<QWidget>(dialog, "mintyard_publish_lock"))
+				Log("form lock shown");
+			return true;
+		});
+	}
+
+	void AddQuit()
+	{
+		AddTrigger("exit", "mintyard_action_exit");
+	}
+
+	void BuildPublishScript()
+	{
+		const QString preview = m_Dir + "/preview.png";
+		AddWaitForList("start", 0);
+		AddTrigger("new", "mintyard_action_new");
+		AddWaitForForm("new form");
+		AddShot("new");
+		AddType("type title", "mintyard_publish_title", "Arena Lights", false);
+		AddType("type description", "mintyard_publish_description", "Lamps around the arena.", false);
+		AddChooseAddon("choose addon", "arena_lights");
+		AddDropImage("drop preview", preview);
+		AddClick("public", "mintyard_publish_public");
+		AddShot("new filled");
+		AddClick("submit new", "mintyard_publish_submit");
+		AddWaitForList("listed", 1, "Arena Lights");
+		AddCheckpoint("published");
+
+		AddSelectRow("select for re-upload", "Arena Lights");
+		AddTrigger("re-upload", "mintyard_action_reupload");
+		AddWaitForForm("re-upload form");
+		AddShot("update");
+		AddLogTitles("re-upload form title");
+		AddChooseAddon("keep addon", "arena_lights");
+		AddType("type change note", "mintyard_publish_changenote", "Brighter lamps.", false);
+		AddClick("submit re-upload", "mintyard_publish_submit");
+		AddWaitForList("relisted", 1, "Arena Lights");
+		AddCheckpoint("reuploaded");
+
+		AddSelectRow("select for edit", "Arena Lights");
+		AddTrigger("edit", "mintyard_action_edit");
+		AddWaitForForm("edit form");
+		AddShot("edit-only");
+		AddType("retype title", "mintyard_publish_title", "Arena Lights Deluxe", true);
+		AddTickTag("tick tag", "Hearthfrost 2017");
+		AddClick("submit edit", "mintyard_publish_submit");
+		AddWaitForList("renamed", 1, "Arena Lights Deluxe");
+		AddCheckpoint("edited");
+
+		AddSelectRow("select for delete", "Arena Lights Deluxe");
+		AddTrigger("delete", "mintyard_action_delete");
+		AddWaitForList("deleted", 0);
+		AddCheckpoint("deleted");
+		AddQuit();
+	}
+
+	// The signed-in account is a co-author of a file that another account owns.
+	void BuildCoauthorScript()
+	{
+		AddWaitForList("start", 1, "Shared Lamps");
+		AddSelectRow("select", "Shared Lamps");
+		AddTrigger("re-upload", "mintyard_action_reupload");
+		AddWaitForForm("re-upload form");
+		AddShot("not-owned");
+		AddLogTitles("form title");
+		AddType("type change note", "mintyard_publish_changenote", "Co-author fix.", false);
+		AddClick("submit", "mintyard_publish_submit");
+		AddWaitForList("relisted", 1, "Shared Lamps");
+		AddCheckpoint("reuploaded");
+		AddQuit();
+	}
+
+	QString m_Dir;
+	QString m_Script;
+	FILE *m_pLog = nullptr;
+	QTimer m_Timer;
+	std::vector<Step_t> m_Steps;
+	int m_nStep = 0;
+	int m_nSteadyTicks = 0;
+	bool m_bCheckpointLogged = false;
+	std::chrono::steady_clock::time_point m_StepStarted;
+	QList<QPointer<QMessageBox>> m_Answered;
+};
+
+class CRoadDriverPlugin : public QGenericPlugin
+{
+	Q_OBJECT
+	Q_PLUGIN_METADATA(IID QGenericPluginFactoryInterface_iid FILE "roaddriver.json")
+public:
+	QObject *create(const QString &key, const QString &) override
+	{
+		return key.compare("mintyardroad", Qt::CaseInsensitive) == 0 ? new CRoadDriver() : nullptr;
+	}
+};
+
+#include "roaddriver.moc"
