@@ -598,6 +598,39 @@ TEST_F(PublishDialogTest, FailuresAreReportedByResultAndTheFormStays)
 	}
 }
 
+TEST_F(PublishDialogTest, AServiceThatGoesAwayMidFlowLeavesTheFormAndNoHalfUpload)
+{
+	// Slow answers, so that the service can be ended after it made the item and while the upload
+	// is on its way.
+	StartService({ "--delay-ms", "400" });
+	CPublishFileDialog dialog(nullptr, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
+	dialog.AddonCombo()->setCurrentText("arena_lights");
+	FillValid(dialog);
+	dialog.SubmitButtonClicked();
+	Pump(dialog, [&] { return dialog.Record().m_nPublishedFileId != 0 || !m_Messages.empty(); });
+	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
+	const uint64 id = dialog.Record().m_nPublishedFileId;
+	m_Service.Kill();
+	Pump(dialog);
+	ASSERT_EQ(1u, m_Messages.size());
+	EXPECT_EQ(QMessageBox::Critical, m_Messages[0].icon);
+	EXPECT_EQ("Error", m_Messages[0].title);
+	EXPECT_EQ(0, dialog.result());
+	EXPECT_EQ("Arena Lights", dialog.TitleEdit()->text());
+	EXPECT_EQ("Lights for the arena.", dialog.DescriptionEdit()->toPlainText());
+	EXPECT_FALSE(dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull());
+	EXPECT_TRUE(m_Opened.empty());
+
+	// Back up on the same data: the item is there, made but empty; no bytes of the upload stayed.
+	ASSERT_TRUE(m_Service.Start(m_Temp.Path("service")));
+	httplib::Client http("127.0.0.1", m_Service.Port());
+	auto r = http.Get(("/api/v1/files/" + std::to_string(id)).c_str());
+	ASSERT_TRUE(r);
+	EXPECT_NE(std::string::npos, r->body.find("\"content\":[]")) << r->body;
+	EXPECT_NE(std::string::npos, r->body.find("\"hcontent_preview\":0")) << r->body;
+	EXPECT_TRUE(fs::is_empty(m_Temp.Path("service/ugc")));
+}
+
 TEST_F(PublishDialogTest, ASuccessThatNeedsTheAgreementWarns)
 {
 	CPublishFileDialog dialog(nullptr, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
