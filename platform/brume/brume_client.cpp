@@ -344,7 +344,8 @@ public:
 	BrumeAPICall_t EnumerateUserSharedMintyardFiles(BrumeID_t brumeId, uint32 unStartIndex, const BrumeParamStringArray_t *pRequiredTags,
 		const BrumeParamStringArray_t *pExcludedTags) override
 	{
-		std::string query = "creator=" + std::to_string(brumeId) + "&start=" + std::to_string(unStartIndex) + "&count=50";
+		// The files the account made and those it contributes to.
+		std::string query = "creator=" + std::to_string(brumeId) + "&shared=1&start=" + std::to_string(unStartIndex) + "&count=50";
 		auto add = [&query](const char *key, const BrumeParamStringArray_t *pTags) {
 			for (int32 i = 0; pTags && pTags->m_ppStrings && i < pTags->m_nNumStrings; ++i)
 				if (pTags->m_ppStrings[i])

@@ -206,7 +206,7 @@ private:
 		{
 			std::string persona = req.get_header_value("X-Brume-Persona");
 			if (persona.empty())
-				persona = "Account " + std::to_string(id & 0xffffffffu);
+				persona = CBrumeStore::DefaultPersona(id);
 			m_Store.EnsureAccount(id, persona);
 		}
 		return id;
@@ -315,6 +315,11 @@ private:
 		w.Key("children");
 		w.StartArray();
 		for (uint64 c : f.m_vecChildren)
+			w.Uint64(c);
+		w.EndArray();
+		w.Key("contributors");
+		w.StartArray();
+		for (uint64 c : f.m_vecContributors)
 			w.Uint64(c);
 		w.EndArray();
 		w.Key("vote_data");
@@ -531,6 +536,10 @@ private:
 				(req.has_param("start") && !ParseU64(req.get_param_value("start"), start)) ||
 				(req.has_param("count") && !ParseU64(req.get_param_value("count"), count)) || start > 0xffffffffu)
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "bad creator, start or count");
+			// "shared=1" adds the files that list the creator among their contributors.
+			const std::string shared = req.get_param_value("shared");
+			if (!shared.empty() && shared != "0" && shared != "1")
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "bad shared (0 or 1)");
 			count = std::min<uint64>(count, 50);
 			std::vector<std::string> required, excluded;
 			for (size_t i = 0, n = req.get_param_value_count("required"); i < n; ++i)
@@ -539,7 +548,7 @@ private:
 				excluded.push_back(req.get_param_value("excluded", i));
 			std::vector<uint64> ids;
 			uint32 total = 0;
-			if (!m_Store.ListFiles(creator, (uint32)start, (uint32)count, required, excluded, ids, total))
+			if (!m_Store.ListFiles(creator, shared == "1", (uint32)start, (uint32)count, required, excluded, ids, total))
 				return SendResult(res, BRUME_RESULT_FAIL, 500);
 			SendIdPage(res, (uint32)start, total, ids);
 		});
@@ -657,6 +666,15 @@ private:
 			if (!body.HasMember("child") || !body["child"].IsUint64())
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no child"), -1;
 			return m_Store.AddChild(id, body["child"].GetUint64(), Caller(req));
+		});
+
+		PostFileChange(R"(/api/v1/files/(\d+)/contributors)", [this](uint64 id, const rapidjson::Document &body, const httplib::Request &req, httplib::Response &res) {
+			if (!body.HasMember("account") || !body["account"].IsUint64())
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no account"), -1;
+			if (body.HasMember("remove") && !body["remove"].IsBool())
+				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "remove is true or false"), -1;
+			const bool bRemove = body.HasMember("remove") && body["remove"].GetBool();
+			return m_Store.AddContributor(id, body["account"].GetUint64(), Caller(req), bRemove);
 		});
 
 		PostFileChange(R"(/api/v1/files/(\d+)/vote)", [this](uint64 id, const rapidjson::Document &body, const httplib::Request &req, httplib::Response &res) {

@@ -31,6 +31,8 @@ CREATE INDEX IF NOT EXISTS tags_file ON tags(file_id);
 CREATE TABLE IF NOT EXISTS kvtags(file_id INTEGER NOT NULL, key TEXT NOT NULL, value TEXT NOT NULL);
 CREATE INDEX IF NOT EXISTS kvtags_file ON kvtags(file_id);
 CREATE TABLE IF NOT EXISTS children(file_id INTEGER NOT NULL, child_id INTEGER NOT NULL, UNIQUE(file_id, child_id));
+CREATE TABLE IF NOT EXISTS contributors(file_id INTEGER NOT NULL, account INTEGER NOT NULL, PRIMARY KEY(file_id, account));
+CREATE INDEX IF NOT EXISTS contributors_account ON contributors(account, file_id);
 CREATE TABLE IF NOT EXISTS votes(file_id INTEGER NOT NULL, voter INTEGER NOT NULL, up INTEGER NOT NULL, UNIQUE(file_id, voter));
 CREATE TABLE IF NOT EXISTS changes(file_id INTEGER NOT NULL, time INTEGER NOT NULL, note TEXT NOT NULL);
 CREATE INDEX IF NOT EXISTS changes_file ON changes(file_id);
@@ -203,6 +205,11 @@ void CBrumeStore::SweepOrphansLocked()
 	}
 }
 
+std::string CBrumeStore::DefaultPersona(uint64 id)
+{
+	return "Account " + std::to_string(id & 0xffffffffu);
+}
+
 bool CBrumeStore::EnsureAccount(uint64 id, const std::string &persona)
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);
@@ -262,7 +269,17 @@ int CBrumeStore::UpdateFile(uint64 id, uint64 caller, const BrumeFileUpdate_t &u
 		appId = (uint64)s.Int(1);
 	}
 	if (creator != caller)
-		return BRUME_RESULT_ACCESS_DENIED;
+	{
+		// A contributor re-uploads the content and says why; the rest of the record stays the
+		// creator's, so an update that touches any of it is refused as a whole.
+		CStatement c(m_pDB, "SELECT 1 FROM contributors WHERE file_id=? AND account=?");
+		c.Bind(1, (int64)id).Bind(2, (int64)caller);
+		if (!c.Row())
+			return BRUME_RESULT_ACCESS_DENIED;
+		if (update.m_bSetTitle || update.m_bSetDescription || update.m_bSetVisibility || update.m_bSetTags ||
+			update.m_bSetKeyValueTags || update.m_bSetPreview)
+			return BRUME_RESULT_ACCESS_DENIED;
+	}
 
 	// The bytes first, each complete on disk under its final name before any record names it.
 	std::vector<std::string> written;
@@ -366,7 +383,7 @@ int CBrumeStore::DeleteFile(uint64 id, uint64 caller)
 	bool ok = Exec("BEGIN IMMEDIATE");
 	for (const char *sql : {"DELETE FROM files WHERE id=?", "DELETE FROM tags WHERE file_id=?", "DELETE FROM kvtags WHERE file_id=?",
 			 "DELETE FROM children WHERE file_id=? OR child_id=?1", "DELETE FROM votes WHERE file_id=?", "DELETE FROM changes WHERE file_id=?",
-			 "DELETE FROM ugc WHERE file_id=?"})
+			 "DELETE FROM contributors WHERE file_id=?", "DELETE FROM ugc WHERE file_id=?"})
 		ok = ok && CStatement(m_pDB, sql).Bind(1, (int64)id).Done();
 	if (!ok || !Exec("COMMIT"))
 	{
@@ -414,6 +431,10 @@ bool CBrumeStore::LoadFileLocked(uint64 id, BrumeFileRecord_t &out)
 	children.Bind(1, (int64)id);
 	while (children.Row())
 		out.m_vecChildren.push_back((uint64)children.Int(0));
+	CStatement contributors(m_pDB, "SELECT account FROM contributors WHERE file_id=? ORDER BY account", CStatement::Cached_t());
+	contributors.Bind(1, (int64)id);
+	while (contributors.Row())
+		out.m_vecContributors.push_back((uint64)contributors.Int(0));
 	CStatement blobs(m_pDB, "SELECT handle, owner, app_id, name, size, role FROM ugc WHERE file_id=? AND current=1 ORDER BY name", CStatement::Cached_t());
 	blobs.Bind(1, (int64)id);
 	while (blobs.Row())
@@ -461,13 +482,14 @@ bool CBrumeStore::GetFile(uint64 id, BrumeFileRecord_t &out)
 	return LoadFileLocked(id, out);
 }
 
-bool CBrumeStore::ListFiles(uint64 creator, uint32 start, uint32 count, const std::vector<std::string> &required,
+bool CBrumeStore::ListFiles(uint64 creator, bool bShared, uint32 start, uint32 count, const std::vector<std::string> &required,
 	const std::vector<std::string> &excluded, std::vector<uint64> &ids, uint32 &total)
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);
 	ids.clear();
 	total = 0;
-	std::string where = " FROM files f WHERE creator=?1";
+	std::string where = bShared ? " FROM files f WHERE (creator=?1 OR EXISTS(SELECT 1 FROM contributors c WHERE c.file_id=f.id AND c.account=?1))"
+								: " FROM files f WHERE creator=?1";
 	int param = 2;
 	for (size_t i = 0; i < required.size(); ++i)
 		where += " AND EXISTS(SELECT 1 FROM tags t WHERE t.file_id=f.id AND t.tag=?" + std::to_string(param++) + ")";
@@ -538,6 +560,32 @@ int CBrumeStore::AddChild(uint64 id, uint64 child, uint64 caller)
 		return BRUME_RESULT_FILE_NOT_FOUND;
 	CStatement ins(m_pDB, "INSERT OR IGNORE INTO children(file_id, child_id) VALUES(?, ?)");
 	return ins.Bind(1, (int64)id).Bind(2, (int64)child).Done() ? BRUME_RESULT_OK : BRUME_RESULT_FAIL;
+}
+
+int CBrumeStore::AddContributor(uint64 id, uint64 account, uint64 caller, bool bRemove)
+{
+	std::lock_guard<std::mutex> lock(m_Mutex);
+	CStatement s(m_pDB, "SELECT creator FROM files WHERE id=?");
+	s.Bind(1, (int64)id);
+	if (!s.Row())
+		return BRUME_RESULT_FILE_NOT_FOUND;
+	const uint64 creator = (uint64)s.Int(0);
+	if (creator != caller)
+		return BRUME_RESULT_ACCESS_DENIED;
+	if (account == 0 || account == creator)
+		return BRUME_RESULT_INVALID_PARAM;
+	if (bRemove)
+	{
+		CStatement del(m_pDB, "DELETE FROM contributors WHERE file_id=? AND account=?");
+		return del.Bind(1, (int64)id).Bind(2, (int64)account).Done() ? BRUME_RESULT_OK : BRUME_RESULT_FAIL;
+	}
+	bool ok = Exec("BEGIN IMMEDIATE");
+	ok = ok && CStatement(m_pDB, "INSERT OR IGNORE INTO accounts(id, persona) VALUES(?, ?)").Bind(1, (int64)account).Bind(2, DefaultPersona(account)).Done();
+	ok = ok && CStatement(m_pDB, "INSERT OR IGNORE INTO contributors(file_id, account) VALUES(?, ?)").Bind(1, (int64)id).Bind(2, (int64)account).Done();
+	if (ok && Exec("COMMIT"))
+		return BRUME_RESULT_OK;
+	Exec("ROLLBACK");
+	return BRUME_RESULT_FAIL;
 }
 
 int CBrumeStore::Vote(uint64 id, uint64 voter, bool bUp)

@@ -1,6 +1,6 @@
 // The records of the local content service: accounts, published files with their tags, key-value
-// tags, children, votes and change notes, the content and preview blobs (UGC handles), and the
-// item-definition-index reservations.
+// tags, children, contributors, votes and change notes, the content and preview blobs (UGC
+// handles), and the item-definition-index reservations.
 //
 // Records live in one SQLite database (WAL journal) under the data directory; the bytes of every
 // blob live in "<data>/ugc/<handle>", written to a temporary name, flushed and renamed before the
@@ -84,6 +84,7 @@ struct BrumeFileRecord_t
 	std::vector<std::string> m_vecTags; // sorted
 	std::vector<std::pair<std::string, std::string>> m_vecKeyValueTags;
 	std::vector<uint64> m_vecChildren;
+	std::vector<uint64> m_vecContributors; // ascending
 	std::vector<BrumeBlob_t> m_vecContent; // every file of the content folder
 };
 
@@ -116,23 +117,33 @@ public:
 	// Opens or creates the store under the folder; false with a message when that fails.
 	bool Open(const std::string &dataDir, std::string &error);
 
+	// The name an account gets when it is created without one: "Account N", N its low 32 bits.
+	static std::string DefaultPersona(uint64 id);
 	bool EnsureAccount(uint64 id, const std::string &persona);
 	bool GetAccount(uint64 id, BrumeAccount_t &out);
 
 	// New file owned by `creator`; returns its id, or 0 on failure.
 	uint64 CreateFile(uint64 creator, uint32 appId, int32 fileType, uint32 now);
-	// BRUME_RESULT_OK, _FILE_NOT_FOUND, _ACCESS_DENIED or _FAIL.
+	// BRUME_RESULT_OK, _FILE_NOT_FOUND, _ACCESS_DENIED or _FAIL. The creator may change everything;
+	// a contributor only the content, with a change note (anything else is _ACCESS_DENIED and
+	// changes nothing).
 	int UpdateFile(uint64 id, uint64 caller, const BrumeFileUpdate_t &update, std::string &error);
+	// Only the creator may delete a file; its contributors go with it.
 	int DeleteFile(uint64 id, uint64 caller);
 	bool GetFile(uint64 id, BrumeFileRecord_t &out);
 	// Ids of the files of one creator, oldest first, a page of them; `total` is the whole count.
+	// With `bShared` the files that list `creator` among their contributors count as well.
 	// Files that carry every tag of `required` and none of `excluded` count.
-	bool ListFiles(uint64 creator, uint32 start, uint32 count, const std::vector<std::string> &required,
+	bool ListFiles(uint64 creator, bool bShared, uint32 start, uint32 count, const std::vector<std::string> &required,
 		const std::vector<std::string> &excluded, std::vector<uint64> &ids, uint32 &total);
 	// Ids of every file the caller may see (public ones and the caller's own), oldest first.
 	bool ListVisibleFiles(uint64 caller, std::vector<uint64> &ids);
 	bool GetChangeNotes(uint64 id, std::vector<BrumeChangeNote_t> &out);
 	int AddChild(uint64 id, uint64 child, uint64 caller);
+	// Adds `account` to the contributors of a file, or removes it with `bRemove`; only the creator
+	// may. The creator itself and account 0 are _INVALID_PARAM; an unknown account is created
+	// under its default name.
+	int AddContributor(uint64 id, uint64 account, uint64 caller, bool bRemove);
 	int Vote(uint64 id, uint64 voter, bool bUp);
 	// Moderation flags; only the service's own tools call this (no account check).
 	int SetModeration(uint64 id, bool bBanned, bool bAccepted);

@@ -1,5 +1,5 @@
 // The client against a real service process: listings page by page, details, deletion, item
-// creation and upload, downloads, a vanishing or slow service and ownership.
+// creation and upload, downloads, a vanishing or slow service, ownership and contributors.
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -120,6 +120,32 @@ protected:
 			if ((int)ids.size() >= r.m_nTotalResultCount || r.m_nResultsReturned == 0)
 				return (int)ids.size() == r.m_nTotalResultCount;
 		}
+	}
+
+	// The first page of an account's shared listing; an empty list when the call failed.
+	std::vector<uint64_t> SharedFiles(uint64_t account)
+	{
+		const int before = m_Results.m_Shared.m_nCount;
+		m_Results.m_Shared.m_Call.Set(BrumeAPI_RemoteStorage()->EnumerateUserSharedMintyardFiles(account, 0, nullptr, nullptr),
+			&m_Results, &CCollector::OnShared);
+		std::vector<uint64_t> ids;
+		if (!CCollector::Wait(m_Results.m_Shared, before) || m_Results.m_Shared.m_bIOFailure)
+			return ids;
+		const auto &r = m_Results.m_Shared.m_Result;
+		EXPECT_EQ(r.m_eResult, k_EResultOK);
+		for (int i = 0; i < r.m_nResultsReturned; ++i)
+			ids.push_back(r.m_rgPublishedFileId[i]);
+		return ids;
+	}
+
+	// Submits one prepared update and answers its result.
+	EResult Submit(UGCUpdateHandle_t update, const char *note)
+	{
+		const int before = m_Results.m_Submit.m_nCount;
+		m_Results.m_Submit.m_Call.Set(BrumeAPI_UGC()->SubmitItemUpdate(update, note), &m_Results, &CCollector::OnSubmit);
+		EXPECT_TRUE(CCollector::Wait(m_Results.m_Submit, before));
+		EXPECT_FALSE(m_Results.m_Submit.m_bIOFailure);
+		return m_Results.m_Submit.m_Result.m_eResult;
 	}
 
 	RemoteStorageGetPublishedFileDetailsResult_t Details(uint64_t id, bool *pIO = nullptr, uint32 maxSecondsOld = 0)
@@ -489,4 +515,65 @@ TEST_F(BrumeClient, ShutdownDuringASlowRequestDoesNotWaitForIt)
 	EXPECT_EQ(m_Results.m_Details.m_nCount, 0);
 	m_Results.m_Details.m_Call.Cancel(); // safe with no client
 	m_Service.Kill();					  // its handler is still asleep
+}
+
+TEST_F(BrumeClient, ContributorSeesTheFileSharedAndReplacesOnlyItsContent)
+{
+	StartService();
+	const BrumeID_t creator = BrumeAPI_User()->GetBrumeID();
+	const std::vector<uint64_t> made = MakeFiles(2);
+	const uint64_t shared = made[1];
+	httplib::Client http("127.0.0.1", m_Service.Port());
+	const std::string path = "/api/v1/files/" + std::to_string(shared);
+	httplib::MultipartFormDataItems items = {{"meta", R"({"title":"Castle"})", "", "application/json"}, {"content", "v1", "castle.zip", "application/zip"}};
+	ASSERT_EQ(http.Post((path + "/update").c_str(), items)->status, 200);
+	ASSERT_EQ(http.Post((path + "/contributors").c_str(), "{\"account\":76561197960265999}", "application/json")->status, 200);
+	const UGCHandle_t firstContent = Details(shared).m_hFile;
+	ASSERT_NE(firstContent, k_UGCHandleInvalid);
+
+	BrumeAPI_Shutdown();
+	setenv("BRUME_ACCOUNT", "76561197960265999", 1);
+	ASSERT_TRUE(BrumeAPI_Init());
+	const BrumeID_t contributor = BrumeAPI_User()->GetBrumeID();
+	ASSERT_EQ(contributor, 76561197960265999ull);
+	// Its shared listing holds the file; its published files do not.
+	EXPECT_EQ(SharedFiles(contributor), (std::vector<uint64_t>{shared}));
+	std::vector<uint64_t> ids;
+	int pages = 0;
+	ASSERT_TRUE(ListAll(ids, pages));
+	EXPECT_TRUE(ids.empty());
+
+	// Content with a change note goes through.
+	m_Data.Write("castle/castle.zip", "v2");
+	const AppId_t app = BrumeAPI_Utils()->GetAppID();
+	UGCUpdateHandle_t update = BrumeAPI_UGC()->StartItemUpdate(app, shared);
+	ASSERT_TRUE(BrumeAPI_UGC()->SetItemContent(update, m_Data.Path("castle").c_str()));
+	EXPECT_EQ(Submit(update, "Moved the gate"), k_EResultOK);
+	auto d = Details(shared);
+	EXPECT_STREQ(d.m_rgchTitle, "Castle");
+	EXPECT_EQ(d.m_ulBrumeIDOwner, creator);
+	const UGCHandle_t secondContent = d.m_hFile;
+	EXPECT_NE(secondContent, firstContent);
+	EXPECT_NE(http.Get((path + "/changes").c_str())->body.find("Moved the gate"), std::string::npos);
+
+	// With a title (the creator's part) the whole update is refused.
+	m_Data.Write("castle/castle.zip", "v3");
+	update = BrumeAPI_UGC()->StartItemUpdate(app, shared);
+	ASSERT_TRUE(BrumeAPI_UGC()->SetItemTitle(update, "My castle"));
+	ASSERT_TRUE(BrumeAPI_UGC()->SetItemContent(update, m_Data.Path("castle").c_str()));
+	EXPECT_EQ(Submit(update, "Renamed"), k_EResultAccessDenied);
+	d = Details(shared);
+	EXPECT_STREQ(d.m_rgchTitle, "Castle");
+	EXPECT_EQ(d.m_hFile, secondContent);
+	// The creator's other file stays out of reach.
+	update = BrumeAPI_UGC()->StartItemUpdate(app, made[0]);
+	ASSERT_TRUE(BrumeAPI_UGC()->SetItemContent(update, m_Data.Path("castle").c_str()));
+	EXPECT_EQ(Submit(update, "Mine too"), k_EResultAccessDenied);
+	EXPECT_EQ(Details(made[0]).m_hFile, k_UGCHandleInvalid);
+
+	// The creator's shared listing still holds both of its files.
+	BrumeAPI_Shutdown();
+	unsetenv("BRUME_ACCOUNT");
+	ASSERT_TRUE(BrumeAPI_Init());
+	EXPECT_EQ(SharedFiles(creator), made);
 }

@@ -1,10 +1,11 @@
-// The service over plain HTTP: ownership, the file page, reservations, bad requests, fault
+// The service over plain HTTP: ownership and contributors, the file page, reservations, bad requests, fault
 // injection and what survives a crash.
 #include <filesystem>
 #include <thread>
 
 #include <httplib.h>
 #include <rapidjson/document.h>
+#include <sqlite3.h>
 
 #include "core/tests/test_support.h"
 #include "service_process.h"
@@ -35,6 +36,22 @@ httplib::Result Update(httplib::Client &http, uint64_t id, const std::string &me
 	if (!contentName.empty())
 		items.push_back({"content", content, contentName, "application/octet-stream"});
 	return http.Post(("/api/v1/files/" + std::to_string(id) + "/update").c_str(), headers, items);
+}
+
+// One number the service's database answers, read beside the running service (WAL allows it).
+int64_t QueryNumber(const std::string &dataDir, const std::string &sql)
+{
+	sqlite3 *db = nullptr;
+	int64_t value = -1;
+	if (sqlite3_open_v2((dataDir + "/brume.sqlite").c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK)
+	{
+		sqlite3_stmt *stmt = nullptr;
+		if (sqlite3_prepare_v2(db, sql.c_str(), -1, &stmt, nullptr) == SQLITE_OK && sqlite3_step(stmt) == SQLITE_ROW)
+			value = sqlite3_column_int64(stmt, 0);
+		sqlite3_finalize(stmt);
+	}
+	sqlite3_close(db);
+	return value;
 }
 
 size_t CountFiles(const std::string &folder)
@@ -259,4 +276,160 @@ TEST(BrumeService, DetailsCarryVotesChildrenModerationAndKeyValueTags)
 	ASSERT_TRUE(service.Start(data.Path()));
 	httplib::Client again("127.0.0.1", service.Port());
 	EXPECT_EQ(Json(again.Get(path.c_str()))["vote_data"]["votes_up"].GetUint(), 2u);
+}
+
+TEST(BrumeService, ContributorsMayReplaceOnlyTheContent)
+{
+	CTempDirectory data;
+	CServiceProcess service;
+	ASSERT_TRUE(service.Start(data.Path()));
+	httplib::Client http("127.0.0.1", service.Port());
+	const char *kContributor = "76561197960265900", *kStranger = "76561197960265901";
+	const httplib::Headers contributor = {{"X-Brume-Account", kContributor}}, stranger = {{"X-Brume-Account", kStranger}};
+	const uint64_t id = CreateFile(http);
+	ASSERT_NE(id, 0u);
+	const std::string path = "/api/v1/files/" + std::to_string(id);
+	ASSERT_EQ(Json(Update(http, id, R"({"title":"Mine","tags":["Map"],"change_note":"first"})", "item.zip", "v1"))["result"].GetInt(), 1);
+	auto details = [&]() { return Json(http.Get(path.c_str())); };
+	auto contribute = [&](const std::string &body, const httplib::Headers &h = {}) {
+		return Json(http.Post((path + "/contributors").c_str(), h, body, "application/json"))["result"].GetInt();
+	};
+	auto list = [&](const httplib::Headers &h, const std::string &query) { return Json(http.Get(("/api/v1/files?" + query).c_str(), h)); };
+	const std::string addContributor = std::string("{\"account\":") + kContributor + "}";
+
+	// Only the creator names contributors, never itself, never account 0.
+	EXPECT_EQ(contribute(addContributor, stranger), 15);
+	EXPECT_EQ(contribute(std::string("{\"account\":") + kStranger + "}", stranger), 15);
+	EXPECT_EQ(contribute("{\"account\":76561197960265729}"), 8); // the service's own account, the creator
+	EXPECT_EQ(contribute("{\"account\":0}"), 8);
+	EXPECT_EQ(contribute("{\"account\":\"76561197960265900\"}"), 8);
+	EXPECT_EQ(contribute(addContributor.substr(0, addContributor.size() - 1) + ",\"remove\":1}"), 8);
+	EXPECT_EQ(Json(http.Post("/api/v1/files/424242/contributors", addContributor, "application/json"))["result"].GetInt(), 9);
+	EXPECT_EQ(details()["contributors"].Size(), 0u);
+
+	// The stranger may change nothing, not even the content.
+	const size_t blobsBefore = CountFiles(data.Path("ugc"));
+	auto refused = Update(http, id, R"({"change_note":"mine now"})", "item.zip", "stolen", stranger);
+	ASSERT_TRUE(refused);
+	EXPECT_EQ(refused->status, 403);
+	EXPECT_EQ(Json(refused)["result"].GetInt(), 15);
+
+	EXPECT_EQ(contribute(addContributor), 1);
+	EXPECT_EQ(contribute(addContributor), 1); // once is enough; twice changes nothing
+	auto d = details();
+	ASSERT_EQ(d["contributors"].Size(), 1u);
+	EXPECT_EQ(d["contributors"][0].GetUint64(), 76561197960265900ull);
+	// The account exists now, under its default name.
+	EXPECT_STREQ(Json(http.Get((std::string("/api/v1/accounts/") + kContributor).c_str()))["persona"].GetString(), "Account 172");
+	const uint64_t firstContent = d["hcontent_file"].GetUint64();
+	ASSERT_NE(firstContent, 0u);
+
+	// A contributor's update that touches the creator's part is refused whole: nothing changes.
+	for (const char *meta : {R"({"title":"Theirs","change_note":"x"})", R"({"file_description":"d"})", R"({"visibility":0})",
+			 R"({"tags":["Hat"]})", R"({"kvtags":[{"key":"k","value":"v"}]})"})
+	{
+		auto r = Update(http, id, meta, "item.zip", "v2", contributor);
+		ASSERT_TRUE(r);
+		EXPECT_EQ(Json(r)["result"].GetInt(), 15) << meta;
+		EXPECT_EQ(r->status, 403) << meta;
+	}
+	httplib::MultipartFormDataItems withPreview = {{"meta", R"({"change_note":"new look"})", "", "application/json"},
+		{"content", "v2", "item.zip", "application/octet-stream"}, {"preview", "png", "shot.png", "image/png"}};
+	EXPECT_EQ(Json(http.Post((path + "/update").c_str(), contributor, withPreview))["result"].GetInt(), 15);
+	d = details();
+	EXPECT_STREQ(d["title"].GetString(), "Mine");
+	EXPECT_EQ(d["hcontent_file"].GetUint64(), firstContent);
+	EXPECT_EQ(d["hcontent_preview"].GetUint64(), 0u);
+	ASSERT_EQ(d["tags"].Size(), 1u);
+	EXPECT_STREQ(d["tags"][0].GetString(), "Map");
+	EXPECT_EQ(d["visibility"].GetInt(), 2);
+	EXPECT_EQ(Json(http.Get((path + "/changes").c_str()))["changes"].Size(), 1u);
+	EXPECT_EQ(CountFiles(data.Path("ugc")), blobsBefore); // no bytes of refused updates were kept
+
+	// Content with a change note is the contributor's to give; the blob is theirs.
+	auto accepted = Update(http, id, R"({"change_note":"Fixed the seams","set_content":true})", "item.zip", "v2", contributor);
+	ASSERT_TRUE(accepted);
+	EXPECT_EQ(Json(accepted)["result"].GetInt(), 1);
+	d = details();
+	EXPECT_STREQ(d["title"].GetString(), "Mine");
+	const uint64_t secondContent = d["hcontent_file"].GetUint64();
+	EXPECT_NE(secondContent, firstContent);
+	EXPECT_EQ(http.Get(("/api/v1/ugc/" + std::to_string(secondContent)).c_str())->body, "v2");
+	EXPECT_EQ(Json(http.Get(("/api/v1/ugc/" + std::to_string(secondContent) + "/info").c_str()))["owner"].GetUint64(), 76561197960265900ull);
+	auto changes = Json(http.Get((path + "/changes").c_str()));
+	ASSERT_EQ(changes["changes"].Size(), 2u);
+	bool bNoted = false;
+	for (const auto &c : changes["changes"].GetArray())
+		bNoted = bNoted || std::string(c["note"].GetString()) == "Fixed the seams";
+	EXPECT_TRUE(bNoted);
+	// The creator still changes everything.
+	EXPECT_EQ(Json(Update(http, id, R"({"title":"Mine 2"})", "", ""))["result"].GetInt(), 1);
+	// Deleting stays the creator's.
+	EXPECT_EQ(Json(http.Delete(path.c_str(), contributor))["result"].GetInt(), 15);
+
+	// The shared listing holds the file for the contributor and the creator; the plain one only
+	// for the creator. Tag filters and totals apply to both.
+	EXPECT_EQ(list(contributor, "")["total"].GetUint(), 0u);
+	auto shared = list(contributor, "shared=1");
+	ASSERT_EQ(shared["total"].GetUint(), 1u);
+	EXPECT_EQ(shared["ids"][0].GetUint64(), id);
+	EXPECT_EQ(list({}, std::string("creator=") + kContributor + "&shared=1&required=Map")["total"].GetUint(), 1u);
+	EXPECT_EQ(list(contributor, "shared=1&excluded=Map")["total"].GetUint(), 0u);
+	EXPECT_EQ(list(stranger, "shared=1")["total"].GetUint(), 0u);
+	EXPECT_EQ(list({}, "shared=1")["ids"][0].GetUint64(), id);
+	EXPECT_EQ(list({}, "")["ids"][0].GetUint64(), id);
+	EXPECT_EQ(http.Get("/api/v1/files?shared=yes")->status, 400);
+	// A file of the contributor's own comes before or after by id, within the same listing.
+	const uint64_t own = CreateFile(http, contributor);
+	shared = list(contributor, "shared=1&count=1&start=1");
+	EXPECT_EQ(shared["total"].GetUint(), 2u);
+	ASSERT_EQ(shared["ids"].Size(), 1u);
+	EXPECT_EQ(shared["ids"][0].GetUint64(), own);
+
+	// Removing the contributor takes the right away.
+	EXPECT_EQ(contribute(addContributor.substr(0, addContributor.size() - 1) + ",\"remove\":true}", stranger), 15);
+	EXPECT_EQ(contribute(addContributor.substr(0, addContributor.size() - 1) + ",\"remove\":true}"), 1);
+	EXPECT_EQ(details()["contributors"].Size(), 0u);
+	EXPECT_EQ(Json(Update(http, id, R"({"change_note":"again"})", "item.zip", "v3", contributor))["result"].GetInt(), 15);
+	EXPECT_EQ(details()["hcontent_file"].GetUint64(), secondContent);
+	EXPECT_EQ(list(contributor, "shared=1")["total"].GetUint(), 1u); // only its own file
+
+	// Deleting the file takes its contributor rows with it.
+	EXPECT_EQ(contribute(addContributor), 1);
+	EXPECT_EQ(QueryNumber(data.Path(), "SELECT COUNT(*) FROM contributors WHERE file_id=" + std::to_string(id)), 1);
+	ASSERT_EQ(Json(http.Delete(path.c_str()))["result"].GetInt(), 1);
+	EXPECT_EQ(QueryNumber(data.Path(), "SELECT COUNT(*) FROM contributors WHERE file_id=" + std::to_string(id)), 0);
+	EXPECT_EQ(contribute(addContributor), 9);
+	EXPECT_EQ(list(contributor, "shared=1")["total"].GetUint(), 1u);
+}
+
+TEST(BrumeService, DataFromBeforeContributorsStillOpens)
+{
+	CTempDirectory data;
+	CServiceProcess service;
+	ASSERT_TRUE(service.Start(data.Path()));
+	uint64_t id;
+	{
+		httplib::Client http("127.0.0.1", service.Port());
+		id = CreateFile(http);
+		ASSERT_EQ(Json(Update(http, id, R"({"title":"Old"})", "", ""))["result"].GetInt(), 1);
+	}
+	service.Stop();
+	// A database as the service wrote it before it knew contributors.
+	EXPECT_EQ(QueryNumber(data.Path(), "SELECT COUNT(*) FROM contributors"), 0);
+	sqlite3 *db = nullptr;
+	ASSERT_EQ(sqlite3_open((data.Path() + "/brume.sqlite").c_str(), &db), SQLITE_OK);
+	EXPECT_EQ(sqlite3_exec(db, "DROP INDEX contributors_account; DROP TABLE contributors;", nullptr, nullptr, nullptr), SQLITE_OK);
+	sqlite3_close(db);
+	EXPECT_EQ(QueryNumber(data.Path(), "SELECT COUNT(*) FROM contributors"), -1);
+
+	ASSERT_TRUE(service.Start(data.Path()));
+	httplib::Client http("127.0.0.1", service.Port());
+	const std::string path = "/api/v1/files/" + std::to_string(id);
+	auto d = Json(http.Get(path.c_str()));
+	ASSERT_TRUE(d.IsObject());
+	EXPECT_STREQ(d["title"].GetString(), "Old");
+	EXPECT_EQ(d["contributors"].Size(), 0u);
+	EXPECT_EQ(Json(http.Post((path + "/contributors").c_str(), "{\"account\":76561197960265900}", "application/json"))["result"].GetInt(), 1);
+	EXPECT_EQ(Json(http.Get(path.c_str()))["contributors"].Size(), 1u);
 }
