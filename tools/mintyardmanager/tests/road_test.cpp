@@ -323,3 +323,52 @@ TEST_F(ToolRoad, AnAddonIsPublishedReUploadedEditedAndDeletedThroughTheRunningTo
 	if (const char *keep = getenv("MINTYARD_ROAD_SHOTS"))
 		fs::copy(m_Temp.Path("road/shots"), keep, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
 }
+
+// The signed-in author is a co-author of another account's addon: the form comes read-only with
+// the lock on its preview, and a re-upload sends the content and the change note only, which the
+// service takes from a co-author (it refuses a co-author's title, tags or preview outright).
+TEST_F(ToolRoad, ACoAuthorReUploadsTheContentOfAnAddonThatAnotherAccountOwns)
+{
+	const std::string owner = std::to_string((1ull << 56) | (1ull << 52) | (1ull << 32) | 77);
+	const httplib::Headers asOwner = { { "X-Brume-Account", owner }, { "X-Brume-Persona", "Owner" } };
+	httplib::Client http("127.0.0.1", m_Service.Port());
+	auto made = http.Post("/api/v1/files", asOwner, "{\"file_type\":0}", "application/json");
+	ASSERT_TRUE(made && made->status == 200);
+	rapidjson::Document answer;
+	answer.Parse(made->body.c_str());
+	const std::string idText = std::to_string(answer["publishedfileid"].GetUint64());
+	httplib::MultipartFormDataItems items = {
+		{ "meta", "{\"title\":\"Shared Lamps\",\"file_description\":\"The owner's words.\",\"visibility\":0,\"tags\":[\"Custom Game\"]}", "",
+			"application/json" },
+		{ "content", "the owner's pack", "shared.bdl", "application/octet-stream" },
+		{ "preview", ReadAll(m_Temp.Path("road/preview.png")), "preview.png", "image/png" },
+	};
+	auto updated = http.Post(("/api/v1/files/" + idText + "/update").c_str(), asOwner, items);
+	ASSERT_TRUE(updated && updated->status == 200) << (updated ? updated->body : "");
+	const std::string me = std::to_string(Get("/api/v1/status")["account"].GetUint64());
+	auto named = http.Post(("/api/v1/files/" + idText + "/contributors").c_str(), asOwner, "{\"account\":" + me + "}", "application/json");
+	ASSERT_TRUE(named && named->status == 200) << (named ? named->body : "");
+	const rapidjson::Document before = Get("/api/v1/files/" + idText);
+	const uint64_t preview = before["hcontent_preview"].GetUint64();
+
+	ASSERT_TRUE(StartHost("coauthor"));
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint reuploaded")) << m_Host.Describe();
+	EXPECT_TRUE(Contains(m_Host.Log(), "form title Shared Lamps (locked)\n")) << m_Host.Log();
+	EXPECT_TRUE(Contains(m_Host.Log(), "form lock shown\n")) << m_Host.Log();
+	const rapidjson::Document file = Get("/api/v1/files/" + idText);
+	EXPECT_STREQ("Shared Lamps", file["title"].GetString());
+	EXPECT_STREQ("The owner's words.", file["file_description"].GetString());
+	EXPECT_EQ(std::vector<std::string>{ "Custom Game" }, Strings(file["tags"]));
+	EXPECT_EQ(preview, file["hcontent_preview"].GetUint64());
+	EXPECT_EQ(0u, ContentHandleNamed(file, "shared.bdl")); // the whole folder was replaced
+	const uint64_t pack = ContentHandleNamed(file, idText + ".bdl");
+	ASSERT_NE(0u, pack) << "the content holds no " << idText << ".bdl";
+	const std::string names = PackedNames(pack);
+	EXPECT_TRUE(Contains(names, "scripts/arena_lights.txt")) << names;
+	EXPECT_EQ(std::vector<std::string>{ "Co-author fix." }, ChangeNotes(std::stoull(idText)));
+	m_Host.Go("reuploaded");
+	EXPECT_EQ(0, m_Host.Finish()) << m_Host.Describe();
+	EXPECT_TRUE(fs::exists(m_Temp.Path("road/shots/not-owned.png")));
+	if (const char *keep = getenv("MINTYARD_ROAD_SHOTS"))
+		fs::copy(m_Temp.Path("road/shots"), keep, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+}
