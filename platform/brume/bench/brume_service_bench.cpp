@@ -1,9 +1,10 @@
-// The content service under load: several clients asking for file details at once.
+// The content service under load: several clients asking for file details at once, and the
+// search over every file of the service.
 //
 //   build/bench/brume_service_bench
 //
 // Counters: requests per second over all threads, and the 50th and 99th percentile of the
-// latency of one request in microseconds.
+// latency of one request in microseconds; for the search, the files it looked through.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -25,7 +26,8 @@ struct Fixture_t
 	CServiceProcess m_Service;
 	std::vector<uint64_t> m_Ids;
 
-	bool Start()
+	// `files` files; every third one is a public courier, the rest are private wearables.
+	bool Start(int files = 200, bool bContent = true)
 	{
 		char pattern[] = "/tmp/brume_bench_XXXXXX";
 		if (!mkdtemp(pattern))
@@ -34,15 +36,19 @@ struct Fixture_t
 		if (!m_Service.Start(m_sDataDir))
 			return false;
 		httplib::Client http("127.0.0.1", m_Service.Port());
-		for (int i = 0; i < 200; ++i)
+		for (int i = 0; i < files; ++i)
 		{
 			auto r = http.Post("/api/v1/files", "{\"file_type\":1}", "application/json");
 			if (!r || r->status != 200)
 				return false;
 			const uint64_t id = std::stoull(r->body.substr(r->body.find("\"publishedfileid\":") + 18));
+			const bool bCourier = i % 3 == 0;
 			httplib::MultipartFormDataItems items = {
-				{"meta", "{\"title\":\"Item " + std::to_string(i) + "\",\"file_description\":\"A description of some length.\",\"tags\":[\"Wearable\",\"Hero\"]}", "", "application/json"},
-				{"content", std::string(4096, 'c'), "item.zip", "application/zip"}};
+				{"meta", "{\"title\":\"Item " + std::to_string(i) + "\",\"file_description\":\"A description of some length.\",\"visibility\":" +
+							 (bCourier ? "0" : "2") + ",\"tags\":[" + (bCourier ? "\"Courier\"" : "\"Wearable\",\"Hero\"") + "]}",
+					"", "application/json"}};
+			if (bContent)
+				items.push_back({"content", std::string(4096, 'c'), "item.zip", "application/zip"});
 			http.Post(("/api/v1/files/" + std::to_string(id) + "/update").c_str(), items);
 			m_Ids.push_back(id);
 		}
@@ -108,6 +114,34 @@ void BM_ServiceDetailsUnderLoad(benchmark::State &state)
 	state.counters["failures"] = failures.load();
 }
 BENCHMARK(BM_ServiceDetailsUnderLoad)->Args({8, 2000})->Args({1, 2000})->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// One search as the submissions filters make it, over a service of `files` files.
+void BM_ServiceQuery(benchmark::State &state)
+{
+	Fixture_t fixture;
+	if (!fixture.Start((int)state.range(0), false))
+	{
+		state.SkipWithError("cannot start brume_service");
+		return;
+	}
+	httplib::Client http("127.0.0.1", fixture.m_Service.Port());
+	http.set_keep_alive(true);
+	const std::string query = "/api/v1/files/query?search_text=Item&solr_filter_queries%5B0%5D=" +
+							  httplib::detail::encode_query_param("tags:(\"Wearable\" OR \"Courier\") AND NOT tags:(\"Bundle\")") +
+							  "&solr_filter_queries%5B1%5D=" + httplib::detail::encode_query_param("filetype:(1)");
+	for (auto _ : state)
+	{
+		auto r = http.Get(query.c_str());
+		if (!r || r->status != 200)
+		{
+			state.SkipWithError("the search failed");
+			return;
+		}
+		benchmark::DoNotOptimize(r->body);
+	}
+	state.counters["files"] = (double)state.range(0);
+}
+BENCHMARK(BM_ServiceQuery)->Arg(1000)->Arg(5000)->UseRealTime()->Unit(benchmark::kMillisecond);
 } // namespace
 
 BENCHMARK_MAIN();

@@ -576,21 +576,13 @@ private:
 					return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0,
 						V_Format("filter query %zu: %s", i, error.c_str()).c_str());
 			}
-			std::vector<uint64> visible, ids;
-			if (!m_Store.ListVisibleFiles(Caller(req), visible))
+			std::vector<std::pair<uint64, BrumeQueryRecord_t>> visible;
+			if (!m_Store.ListVisibleSearchRecords(Caller(req), visible))
 				return SendResult(res, BRUME_RESULT_FAIL, 500);
+			std::vector<uint64> ids;
 			uint32 total = 0;
-			for (uint64 id : visible)
+			for (const auto &[id, record] : visible)
 			{
-				BrumeFileRecord_t file;
-				if (!m_Store.GetFile(id, file))
-					continue;
-				BrumeQueryRecord_t record;
-				record.m_nFileType = (uint32)file.m_eFileType;
-				record.m_Tags = file.m_vecTags;
-				record.m_KeyValueTags = file.m_vecKeyValueTags;
-				record.m_sTitle = file.m_sTitle;
-				record.m_sDescription = file.m_sDescription;
 				if (!search.Matches(record))
 					continue;
 				if (total >= start && ids.size() < count)

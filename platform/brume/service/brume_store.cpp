@@ -521,16 +521,41 @@ bool CBrumeStore::ListFiles(uint64 creator, bool bShared, uint32 start, uint32 c
 	return true;
 }
 
-bool CBrumeStore::ListVisibleFiles(uint64 caller, std::vector<uint64> &ids)
+bool CBrumeStore::ListVisibleSearchRecords(uint64 caller, std::vector<std::pair<uint64, BrumeQueryRecord_t>> &out)
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);
-	ids.clear();
-	CStatement s(m_pDB, "SELECT id FROM files WHERE visibility=0 OR creator=? ORDER BY id");
-	if (!s.Ok())
+	out.clear();
+	static const char *const kVisible = "(SELECT id FROM files WHERE visibility=0 OR creator=?1)";
+	CStatement files(m_pDB, "SELECT id, file_type, title, description FROM files WHERE visibility=0 OR creator=?1 ORDER BY id");
+	CStatement tags(m_pDB, (std::string("SELECT file_id, tag FROM tags WHERE file_id IN ") + kVisible + " ORDER BY file_id, rowid").c_str());
+	CStatement kvtags(m_pDB, (std::string("SELECT file_id, key, value FROM kvtags WHERE file_id IN ") + kVisible + " ORDER BY file_id, rowid").c_str());
+	if (!files.Ok() || !tags.Ok() || !kvtags.Ok())
 		return false;
-	s.Bind(1, (int64)caller);
-	while (s.Row())
-		ids.push_back((uint64)s.Int(0));
+	files.Bind(1, (int64)caller);
+	tags.Bind(1, (int64)caller);
+	kvtags.Bind(1, (int64)caller);
+	while (files.Row())
+	{
+		BrumeQueryRecord_t record;
+		record.m_nFileType = (uint32)files.Int(1);
+		record.m_sTitle = files.Text(2);
+		record.m_sDescription = files.Text(3);
+		out.emplace_back((uint64)files.Int(0), std::move(record));
+	}
+	// Both lists come in the order of the files: each walks along them once.
+	size_t at = 0;
+	auto recordOf = [&](uint64 id) -> BrumeQueryRecord_t * {
+		while (at < out.size() && out[at].first < id)
+			++at;
+		return at < out.size() && out[at].first == id ? &out[at].second : nullptr;
+	};
+	while (tags.Row())
+		if (BrumeQueryRecord_t *record = recordOf((uint64)tags.Int(0)))
+			record->m_Tags.push_back(tags.Text(1));
+	at = 0;
+	while (kvtags.Row())
+		if (BrumeQueryRecord_t *record = recordOf((uint64)kvtags.Int(0)))
+			record->m_KeyValueTags.emplace_back(kvtags.Text(1), kvtags.Text(2));
 	return true;
 }
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "core/platform.h"
+#include "brume/query/brumequery.h"
 
 struct sqlite3;
 
@@ -137,7 +138,9 @@ public:
 	bool ListFiles(uint64 creator, bool bShared, uint32 start, uint32 count, const std::vector<std::string> &required,
 		const std::vector<std::string> &excluded, std::vector<uint64> &ids, uint32 &total);
 	// Ids of every file the caller may see (public ones and the caller's own), oldest first.
-	bool ListVisibleFiles(uint64 caller, std::vector<uint64> &ids);
+	// What the search looks at of every file the caller may see (public ones and the caller's
+	// own), oldest first, read in one pass.
+	bool ListVisibleSearchRecords(uint64 caller, std::vector<std::pair<uint64, BrumeQueryRecord_t>> &out);
 	bool GetChangeNotes(uint64 id, std::vector<BrumeChangeNote_t> &out);
 	int AddChild(uint64 id, uint64 child, uint64 caller);
 	// Adds `account` to the contributors of a file, or removes it with `bRemove`; only the creator

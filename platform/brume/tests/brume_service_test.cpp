@@ -433,3 +433,39 @@ TEST(BrumeService, DataFromBeforeContributorsStillOpens)
 	EXPECT_EQ(Json(http.Post((path + "/contributors").c_str(), "{\"account\":76561197960265900}", "application/json"))["result"].GetInt(), 1);
 	EXPECT_EQ(Json(http.Get(path.c_str()))["contributors"].Size(), 1u);
 }
+
+// The search looks at the files the caller may see: every public one and the caller's own, with
+// their tags and key-value tags as they stand after the last update.
+TEST(BrumeService, SearchSeesPublicFilesAndTheCallersOwn)
+{
+	CTempDirectory data;
+	CServiceProcess service;
+	ASSERT_TRUE(service.Start(data.Path()));
+	httplib::Client http("127.0.0.1", service.Port());
+	const httplib::Headers other = {{"X-Brume-Account", kOther}};
+	const uint64_t mineHidden = CreateFile(http);
+	const uint64_t otherPublic = CreateFile(http, other);
+	const uint64_t otherHidden = CreateFile(http, other);
+	ASSERT_EQ(Update(http, mineHidden, R"({"title":"Lamp one","visibility":2,"tags":["Old"],"kvtags":[{"key":"k","value":"x"}]})", "", "")->status, 200);
+	ASSERT_EQ(Update(http, mineHidden, R"({"tags":["Ward","Lamp"],"kvtags":[{"key":"k","value":"v"}]})", "", "")->status, 200);
+	ASSERT_EQ(Update(http, otherPublic, R"({"title":"Lamp two","visibility":0,"tags":["Ward"]})", "", "", other)->status, 200);
+	ASSERT_EQ(Update(http, otherHidden, R"({"title":"Lamp three","visibility":2,"tags":["Ward"]})", "", "", other)->status, 200);
+
+	auto search = [&](const std::string &query, const httplib::Headers &headers = {}) {
+		std::vector<uint64_t> ids;
+		auto doc = Json(http.Get(("/api/v1/files/query?" + query).c_str(), headers));
+		if (doc.IsObject() && doc.HasMember("ids"))
+			for (const auto &id : doc["ids"].GetArray())
+				ids.push_back(id.GetUint64());
+		return ids;
+	};
+	EXPECT_EQ(search("search_text=lamp"), (std::vector<uint64_t>{mineHidden, otherPublic}));
+	EXPECT_EQ(search("search_text=lamp", other), (std::vector<uint64_t>{otherPublic, otherHidden}));
+	const std::string ward = "solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("tags:(\"Ward\")");
+	EXPECT_EQ(search(ward), (std::vector<uint64_t>{mineHidden, otherPublic}));
+	// The tags of the first update were replaced by the second.
+	EXPECT_TRUE(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("tags:(\"Old\")")).empty());
+	EXPECT_EQ(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("tags:(\"Lamp\")")), (std::vector<uint64_t>{mineHidden}));
+	EXPECT_EQ(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("kvtags:(\"k:v\")")), (std::vector<uint64_t>{mineHidden}));
+	EXPECT_TRUE(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("kvtags:(\"k:x\")")).empty());
+}
