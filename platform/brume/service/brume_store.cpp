@@ -364,15 +364,20 @@ int CBrumeStore::UpdateFile(uint64 id, uint64 caller, const BrumeFileUpdate_t &u
 	return BRUME_RESULT_FAIL;
 }
 
-int CBrumeStore::DeleteFile(uint64 id, uint64 caller)
+int CBrumeStore::CheckCreatorLocked(uint64 id, uint64 caller)
 {
-	std::lock_guard<std::mutex> lock(m_Mutex);
-	CStatement s(m_pDB, "SELECT creator FROM files WHERE id=?");
+	CStatement s(m_pDB, "SELECT creator FROM files WHERE id=?", CStatement::Cached_t());
 	s.Bind(1, (int64)id);
 	if (!s.Row())
 		return BRUME_RESULT_FILE_NOT_FOUND;
-	if ((uint64)s.Int(0) != caller)
-		return BRUME_RESULT_ACCESS_DENIED;
+	return (uint64)s.Int(0) == caller ? BRUME_RESULT_OK : BRUME_RESULT_ACCESS_DENIED;
+}
+
+int CBrumeStore::DeleteFile(uint64 id, uint64 caller)
+{
+	std::lock_guard<std::mutex> lock(m_Mutex);
+	if (const int result = CheckCreatorLocked(id, caller); result != BRUME_RESULT_OK)
+		return result;
 	std::vector<uint64> handles;
 	{
 		CStatement h(m_pDB, "SELECT handle FROM ugc WHERE file_id=?");
@@ -573,12 +578,8 @@ bool CBrumeStore::GetChangeNotes(uint64 id, std::vector<BrumeChangeNote_t> &out)
 int CBrumeStore::AddChild(uint64 id, uint64 child, uint64 caller)
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);
-	CStatement s(m_pDB, "SELECT creator FROM files WHERE id=?");
-	s.Bind(1, (int64)id);
-	if (!s.Row())
-		return BRUME_RESULT_FILE_NOT_FOUND;
-	if ((uint64)s.Int(0) != caller)
-		return BRUME_RESULT_ACCESS_DENIED;
+	if (const int result = CheckCreatorLocked(id, caller); result != BRUME_RESULT_OK)
+		return result;
 	CStatement c(m_pDB, "SELECT 1 FROM files WHERE id=?");
 	c.Bind(1, (int64)child);
 	if (!c.Row() || child == id)
@@ -590,14 +591,9 @@ int CBrumeStore::AddChild(uint64 id, uint64 child, uint64 caller)
 int CBrumeStore::AddContributor(uint64 id, uint64 account, uint64 caller, bool bRemove)
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);
-	CStatement s(m_pDB, "SELECT creator FROM files WHERE id=?");
-	s.Bind(1, (int64)id);
-	if (!s.Row())
-		return BRUME_RESULT_FILE_NOT_FOUND;
-	const uint64 creator = (uint64)s.Int(0);
-	if (creator != caller)
-		return BRUME_RESULT_ACCESS_DENIED;
-	if (account == 0 || account == creator)
+	if (const int result = CheckCreatorLocked(id, caller); result != BRUME_RESULT_OK)
+		return result;
+	if (account == 0 || account == caller)
 		return BRUME_RESULT_INVALID_PARAM;
 	if (bRemove)
 	{

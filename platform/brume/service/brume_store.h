@@ -161,6 +161,8 @@ public:
 private:
 	bool Exec(const char *sql);
 	bool LoadFileLocked(uint64 id, BrumeFileRecord_t &out);
+	// BRUME_RESULT_OK when the file exists and `caller` made it; else not found or access denied.
+	int CheckCreatorLocked(uint64 id, uint64 caller);
 	uint64 StoreBlobLocked(const std::string &name, const std::string &bytes, std::string &path, std::string &error);
 	void SweepOrphansLocked();
 
