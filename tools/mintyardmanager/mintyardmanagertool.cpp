@@ -141,7 +141,11 @@ void CMintyardManagerTool::PostInitTool()
 		return;
 	CKeyValues3Context settings;
 	ReadSettings(settings.Root());
-	m_pMainWindow->restoreGeometry(QByteArray::fromBase64(QByteArray(GetMemberString(settings.Root(), "geometry"))));
+	// With nothing saved the window has not been sized yet: its width reads as a default that
+	// showing it would throw away for the size its contents ask for. Take that size first, so
+	// that the minimum below holds on a first start too.
+	if (!m_pMainWindow->restoreGeometry(QByteArray::fromBase64(QByteArray(GetMemberString(settings.Root(), "geometry")))))
+		m_pMainWindow->resize(m_pMainWindow->sizeHint());
 	m_pMainWindow->restoreState(QByteArray::fromBase64(QByteArray(GetMemberString(settings.Root(), "state"))), 0);
 	if (m_pMainWindow->width() < 640)
 		m_pMainWindow->resize(640, m_pMainWindow->height());

@@ -201,6 +201,14 @@ TEST_F(MainWindowTest, SmallSavedGeometryComesUpAtTheMinimumSize)
 	EXPECT_EQ(360, window->height());
 }
 
+TEST_F(MainWindowTest, AFirstStartWithNothingSavedComesUpAtLeastAtTheMinimumSize)
+{
+	CMainWindow *window = Start({}, "");
+	ASSERT_TRUE(window->isVisible());
+	EXPECT_GE(window->width(), 640);
+	EXPECT_GE(window->height(), 360);
+}
+
 TEST_F(MainWindowTest, ClosingSavesGeometryAndStateBesideTheOtherSettings)
 {
 	const std::string settings = KV3HeaderLine(KV3_ENCODING_TEXT, KV3_FORMAT_GENERIC) +
