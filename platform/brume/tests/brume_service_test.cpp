@@ -1,6 +1,11 @@
 // The service over plain HTTP: ownership and contributors, the file page, reservations, bad requests, fault
 // injection and what survives a crash.
 #include <filesystem>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <thread>
 
 #include <httplib.h>
@@ -468,4 +473,54 @@ TEST(BrumeService, SearchSeesPublicFilesAndTheCallersOwn)
 	EXPECT_EQ(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("tags:(\"Lamp\")")), (std::vector<uint64_t>{mineHidden}));
 	EXPECT_EQ(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("kvtags:(\"k:v\")")), (std::vector<uint64_t>{mineHidden}));
 	EXPECT_TRUE(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("kvtags:(\"k:x\")")).empty());
+}
+
+// The script that the tool's run command uses: it starts a service on a free address and fills it
+// with the samples once, including the guest author's addon that names the sample account.
+TEST(BrumeService, TheRunScriptStartsAndSeedsALocalServiceOnce)
+{
+	CTempDirectory data;
+	// A free port, asked of the system and given back at once.
+	int port = 0;
+	{
+		const int probe = socket(AF_INET, SOCK_STREAM, 0);
+		sockaddr_in at{};
+		at.sin_family = AF_INET;
+		at.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+		socklen_t length = sizeof(at);
+		if (probe >= 0 && bind(probe, (sockaddr *)&at, sizeof(at)) == 0 && getsockname(probe, (sockaddr *)&at, &length) == 0)
+			port = ntohs(at.sin_port);
+		if (probe >= 0)
+			close(probe);
+	}
+	ASSERT_GT(port, 0);
+	const std::string address = "127.0.0.1:" + std::to_string(port);
+	const std::string run = "env BRUME_SERVICE=" + address + " XDG_DATA_HOME=" + data.Path("share") +
+							" BRUME_SERVICE_BIN=" MINTYARD_BINARY_DIR "/bin/brume_service " MINTYARD_SOURCE_DIR "/scripts/brume-service.sh";
+	const CommandResult_t first = RunCommand(run);
+	const std::string dataDir = data.Path("share/mintyard/service");
+	struct Stop_t
+	{
+		std::string m_Dir;
+		~Stop_t() { RunCommand("pkill -f 'brume_service --data-dir " + m_Dir + " '"); }
+	} stop{dataDir};
+	ASSERT_EQ(0, first.exitCode) << first.output;
+	EXPECT_NE(first.output.find("seeded 7 sample files"), std::string::npos) << first.output;
+
+	httplib::Client http("127.0.0.1", port);
+	auto status = Json(http.Get("/api/v1/status"));
+	ASSERT_TRUE(status.IsObject());
+	const std::string me = std::to_string(status["account"].GetUint64());
+	EXPECT_EQ(6, Json(http.Get(("/api/v1/files?creator=" + me).c_str()))["total"].GetInt());
+	auto shared = Json(http.Get(("/api/v1/files?shared=1&creator=" + me).c_str()));
+	ASSERT_EQ(7, shared["total"].GetInt());
+	auto guest = Json(http.Get(("/api/v1/files/" + std::to_string(shared["ids"][6].GetUint64())).c_str()));
+	EXPECT_STREQ("Guest Artist", guest["creator_persona"].GetString());
+	ASSERT_EQ(1u, guest["contributors"].Size());
+	EXPECT_EQ(status["account"].GetUint64(), guest["contributors"][0].GetUint64());
+
+	// A second run finds the service answering and leaves it as it is.
+	const CommandResult_t second = RunCommand(run);
+	EXPECT_EQ(0, second.exitCode) << second.output;
+	EXPECT_EQ(7, Json(http.Get(("/api/v1/files?shared=1&creator=" + me).c_str()))["total"].GetInt());
 }
