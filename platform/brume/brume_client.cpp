@@ -188,7 +188,8 @@ public:
 	}
 
 	Answer_t Request(httplib::Client &http, const char *method, const std::string &path, const std::string &body = std::string(),
-		const char *contentType = "application/json", const httplib::MultipartFormDataItems *pItems = nullptr)
+		const char *contentType = "application/json", const httplib::MultipartFormDataItems *pItems = nullptr,
+		const httplib::MultipartFormDataProviderItems *pFiles = nullptr)
 	{
 		Answer_t answer;
 		httplib::Headers headers = {{"X-Brume-Account", std::to_string(m_ulBrumeID)}};
@@ -198,6 +199,8 @@ public:
 			result = http.Get(path, headers);
 		else if (m == "DELETE")
 			result = http.Delete(path, headers);
+		else if (pItems && pFiles)
+			result = http.Post(path, headers, *pItems, *pFiles);
 		else if (pItems)
 			result = http.Post(path, headers, *pItems);
 		else
@@ -588,13 +591,29 @@ public:
 		return pszFile && *pszFile && Change(h, [&](ItemUpdate_t &u) { return (u.m_sPreviewFile = pszFile), true; });
 	}
 
-	static bool ReadWhole(const fs::path &path, std::string &out)
+	// A part of an upload read from a file as the request goes out, a piece at a time; false when
+	// the file cannot be opened.
+	static bool FilePart(const char *name, const fs::path &path, const std::string &fileName, httplib::MultipartFormDataProviderItems &out)
 	{
-		std::ifstream in(path, std::ios::binary);
-		if (!in)
+		auto in = std::make_shared<std::ifstream>(path, std::ios::binary);
+		if (!*in)
 			return false;
-		out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-		return !in.bad();
+		out.push_back({name,
+			[in](size_t, httplib::DataSink &sink) {
+				char buffer[1 << 16];
+				in->read(buffer, sizeof(buffer));
+				const std::streamsize got = in->gcount();
+				if (got > 0 && !sink.write(buffer, (size_t)got))
+					return false;
+				if (in->eof())
+				{
+					sink.done();
+					return true;
+				}
+				return !in->fail(); // a read error ends the request
+			},
+			fileName, "application/octet-stream"});
+		return true;
 	}
 
 	std::string InstallFolder(AppId_t appId, PublishedFileId_t id) const
@@ -602,9 +621,9 @@ public:
 		return m_sDataDir + "/content/" + std::to_string(appId) + "/" + std::to_string(id);
 	}
 
-	// Replaces the install folder of an item by the given files: written into a fresh folder beside
-	// it, which then takes the old one's place.
-	bool Install(AppId_t appId, PublishedFileId_t id, const std::vector<std::pair<std::string, std::string>> &files)
+	// Replaces the install folder of an item by the files that `fill` writes into a fresh folder
+	// beside it, which then takes the old one's place.
+	bool Install(AppId_t appId, PublishedFileId_t id, const std::function<bool(const fs::path &fresh)> &fill)
 	{
 		const std::string folder = InstallFolder(appId, id);
 		const std::string fresh = folder + ".new";
@@ -613,18 +632,10 @@ public:
 		fs::remove_all(fresh, ec);
 		fs::remove_all(old, ec);
 		fs::create_directories(fresh, ec);
-		for (const auto &[name, bytes] : files)
+		if (!fill(fresh))
 		{
-			const fs::path target = fs::path(fresh) / name;
-			fs::create_directories(target.parent_path(), ec);
-			std::ofstream out(target, std::ios::binary);
-			out.write(bytes.data(), (std::streamsize)bytes.size());
-			if (!out.good())
-			{
-				Log_Warning(LOG_BRUME, "Brume: cannot write %s\n", target.c_str());
-				fs::remove_all(fresh, ec);
-				return false;
-			}
+			fs::remove_all(fresh, ec);
+			return false;
 		}
 		if (fs::exists(folder))
 			fs::rename(folder, old, ec);
@@ -692,11 +703,12 @@ public:
 
 			httplib::MultipartFormDataItems items;
 			items.push_back({"meta", buffer.GetString(), "", "application/json"});
-			std::vector<std::pair<std::string, std::string>> content;
+			httplib::MultipartFormDataProviderItems files;
+			std::vector<std::string> content; // paths inside the content folder
+			const fs::path root(update.m_sContentFolder ? *update.m_sContentFolder : std::string());
 			if (update.m_sContentFolder)
 			{
 				std::error_code ec;
-				const fs::path root(*update.m_sContentFolder);
 				if (!fs::is_directory(root, ec))
 				{
 					Log_Warning(LOG_BRUME, "Brume: the content folder %s does not exist\n", root.c_str());
@@ -707,38 +719,43 @@ public:
 				{
 					if (!it->is_regular_file(ec))
 						continue;
-					std::string bytes;
 					const std::string relative = fs::relative(it->path(), root, ec).generic_string();
-					if (!ReadWhole(it->path(), bytes))
+					if (!FilePart("content", it->path(), relative, files))
 					{
 						Log_Warning(LOG_BRUME, "Brume: cannot read %s\n", it->path().c_str());
 						Deliver(hCall, result, false);
 						return;
 					}
-					content.emplace_back(relative, std::move(bytes));
+					content.push_back(relative);
 				}
-				for (const auto &[name, bytes] : content)
-					items.push_back({"content", bytes, name, "application/octet-stream"});
 			}
-			if (update.m_sPreviewFile)
+			if (update.m_sPreviewFile && !FilePart("preview", *update.m_sPreviewFile, fs::path(*update.m_sPreviewFile).filename().string(), files))
 			{
-				std::string bytes;
-				if (!ReadWhole(*update.m_sPreviewFile, bytes))
-				{
-					Log_Warning(LOG_BRUME, "Brume: cannot read the preview %s\n", update.m_sPreviewFile->c_str());
-					Deliver(hCall, result, false);
-					return;
-				}
-				items.push_back({"preview", std::move(bytes), fs::path(*update.m_sPreviewFile).filename().string(), "application/octet-stream"});
+				Log_Warning(LOG_BRUME, "Brume: cannot read the preview %s\n", update.m_sPreviewFile->c_str());
+				Deliver(hCall, result, false);
+				return;
 			}
-			Answer_t a = Request(http, "POST", "/api/v1/files/" + std::to_string(update.m_nPublishedFileId) + "/update", "", "", &items);
+			Answer_t a = Request(http, "POST", "/api/v1/files/" + std::to_string(update.m_nPublishedFileId) + "/update", "", "", &items, &files);
 			result.m_eResult = a.m_eResult;
 			{
 				std::lock_guard<std::mutex> lock(m_CacheMutex);
 				m_Details.erase(update.m_nPublishedFileId);
 			}
+			// What went up is now what the item holds here too.
 			if (!a.m_bIOFailure && a.m_eResult == k_EResultOK && update.m_sContentFolder)
-				Install(update.m_nAppID ? update.m_nAppID : m_nAppID, update.m_nPublishedFileId, content);
+				Install(update.m_nAppID ? update.m_nAppID : m_nAppID, update.m_nPublishedFileId, [&](const fs::path &fresh) {
+					for (const std::string &name : content)
+					{
+						std::error_code ec;
+						fs::create_directories((fresh / name).parent_path(), ec);
+						if (!fs::copy_file(root / name, fresh / name, ec))
+						{
+							Log_Warning(LOG_BRUME, "Brume: cannot install %s: %s\n", name.c_str(), ec.message().c_str());
+							return false;
+						}
+					}
+					return true;
+				});
 			Deliver(hCall, result, a.m_bIOFailure);
 		});
 	}
@@ -772,20 +789,33 @@ public:
 			Answer_t details = Request(http, "GET", "/api/v1/files/" + std::to_string(id));
 			if (details.m_bIOFailure || details.m_eResult != k_EResultOK || !details.m_Json.HasMember("content") || !details.m_Json["content"].IsArray())
 				return;
-			std::vector<std::pair<std::string, std::string>> files;
-			for (const auto &entry : details.m_Json["content"].GetArray())
+			const rapidjson::Value &entries = details.m_Json["content"];
+			for (const auto &entry : entries.GetArray())
 			{
-				if (!entry.IsObject())
-					return;
-				const std::string name = Str(entry, "name");
+				const std::string name = entry.IsObject() ? Str(entry, "name") : std::string();
 				if (name.empty() || name[0] == '/' || name.find("..") != std::string::npos)
 					return;
-				Answer_t blob = Request(http, "GET", "/api/v1/ugc/" + std::to_string(U64(entry, "handle")));
-				if (blob.m_bIOFailure || blob.m_nStatus != 200)
-					return;
-				files.emplace_back(name, std::move(blob.m_sBody));
 			}
-			Install((AppId_t)U64(details.m_Json, "app_id"), id, files);
+			// Each file goes from the answer straight to its place in the fresh folder.
+			Install((AppId_t)U64(details.m_Json, "app_id"), id, [&](const fs::path &fresh) {
+				const httplib::Headers headers = {{"X-Brume-Account", std::to_string(m_ulBrumeID)}};
+				for (const auto &entry : entries.GetArray())
+				{
+					const fs::path target = fresh / Str(entry, "name");
+					std::error_code ec;
+					fs::create_directories(target.parent_path(), ec);
+					std::ofstream out(target, std::ios::binary);
+					auto r = http.Get(("/api/v1/ugc/" + std::to_string(U64(entry, "handle"))).c_str(), headers,
+						[&](const char *data, size_t size) { return (bool)out.write(data, (std::streamsize)size); });
+					out.close();
+					if (!r || r->status != 200 || !out)
+					{
+						Log_Warning(LOG_BRUME, "Brume: cannot download %s of item %llu\n", target.c_str(), (unsigned long long)id);
+						return false;
+					}
+				}
+				return true;
+			});
 		}) != k_uAPICallInvalid;
 	}
 

@@ -168,6 +168,16 @@ bool Plat_WriteFileAtomic(const char *path, const void *data, size_t size, CUtlS
 	return ok;
 }
 
+bool Plat_SyncDirectory(const char *path)
+{
+	const int fd = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+	if (fd < 0)
+		return false;
+	const bool ok = fsync(fd) == 0;
+	close(fd);
+	return ok;
+}
+
 bool Plat_FileExists(const char *path)
 {
 	struct stat info;

@@ -34,5 +34,7 @@ bool Plat_ReadFile(const char *path, CUtlBuffer &out, CUtlString *pError = nullp
 // Writes to a temporary file beside the target, flushes it to disk and renames it over the
 // target. On any failure the target is untouched and the temporary file is removed.
 bool Plat_WriteFileAtomic(const char *path, const void *data, size_t size, CUtlString *pError = nullptr);
+// Flushes a directory's entries (names made or renamed in it) to disk.
+bool Plat_SyncDirectory(const char *path);
 bool Plat_FileExists(const char *path);
 bool Plat_IsDirectory(const char *path);

@@ -4,11 +4,13 @@
 //   build/bench/brume_service_bench
 //
 // Counters: requests per second over all threads, and the 50th and 99th percentile of the
-// latency of one request in microseconds; for the search, the files it looked through.
+// latency of one request in microseconds; for the search, the files it looked through; for an
+// upload, its rate and the service's peak resident memory while taking it.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -141,6 +143,66 @@ void BM_ServiceQuery(benchmark::State &state)
 	}
 	state.counters["files"] = (double)state.range(0);
 }
+// The service's peak resident memory (VmHWM) in MiB.
+double PeakMemoryMiB(pid_t pid)
+{
+	std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+	for (std::string line; std::getline(status, line);)
+		if (line.rfind("VmHWM:", 0) == 0)
+			return std::stod(line.substr(6)) / 1024.0;
+	return 0;
+}
+
+// One upload of a content file of `range(0)` MiB, streamed from disk as the client sends it.
+void BM_ServiceUpload(benchmark::State &state)
+{
+	Fixture_t fixture;
+	if (!fixture.Start(1, false))
+	{
+		state.SkipWithError("cannot start brume_service");
+		return;
+	}
+	const size_t size = (size_t)state.range(0) << 20;
+	const std::string source = fixture.m_sDataDir + "/source.bin";
+	{
+		std::ofstream out(source, std::ios::binary);
+		std::string block(1 << 20, '\0');
+		for (size_t i = 0; i < block.size(); ++i)
+			block[i] = (char)(i * 131 + 7);
+		for (size_t left = size; left > 0; left -= block.size())
+			out.write(block.data(), (std::streamsize)block.size());
+	}
+	httplib::Client http("127.0.0.1", fixture.m_Service.Port());
+	http.set_write_timeout(600);
+	http.set_read_timeout(600);
+	const std::string path = "/api/v1/files/" + std::to_string(fixture.m_Ids[0]) + "/update";
+	for (auto _ : state)
+	{
+		auto in = std::make_shared<std::ifstream>(source, std::ios::binary);
+		httplib::MultipartFormDataItems items = {{"meta", "{\"change_note\":\"bench\"}", "", "application/json"}};
+		httplib::MultipartFormDataProviderItems files = {{"content",
+			[in](size_t, httplib::DataSink &sink) {
+				char buffer[1 << 16];
+				in->read(buffer, sizeof(buffer));
+				if (in->gcount() > 0 && !sink.write(buffer, (size_t)in->gcount()))
+					return false;
+				if (in->eof())
+					sink.done();
+				return true;
+			},
+			"pack.bdl", "application/octet-stream"}};
+		auto r = http.Post(path.c_str(), httplib::Headers(), items, files);
+		if (!r || r->status != 200)
+		{
+			state.SkipWithError("the upload failed");
+			return;
+		}
+	}
+	state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)size);
+	state.counters["service_peak_MiB"] = PeakMemoryMiB(fixture.m_Service.Pid());
+}
+BENCHMARK(BM_ServiceUpload)->Arg(256)->Iterations(2)->UseRealTime()->Unit(benchmark::kMillisecond);
+
 BENCHMARK(BM_ServiceQuery)->Arg(1000)->Arg(5000)->UseRealTime()->Unit(benchmark::kMillisecond);
 } // namespace
 

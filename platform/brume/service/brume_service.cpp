@@ -1,14 +1,19 @@
 // brume_service: the local Mintyard content service. HTTP/JSON on 127.0.0.1 only; the protocol is
 // described in README.service.md beside this file.
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <thread>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <httplib.h>
 #include <rapidjson/document.h>
@@ -375,7 +380,52 @@ private:
 		return true;
 	}
 
-	void Update(const httplib::Request &req, httplib::Response &res)
+	// A file of an update as it arrives: written straight to the blob folder under a temporary name
+	// and flushed at the end, so that no upload is ever held whole in memory. Whatever the store did
+	// not take over is removed when this goes.
+	class CIncomingFile
+	{
+	public:
+		explicit CIncomingFile(std::string path) : m_sPath(std::move(path))
+		{
+			m_nFd = open(m_sPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+		}
+		~CIncomingFile()
+		{
+			if (m_nFd >= 0)
+				close(m_nFd);
+			unlink(m_sPath.c_str());
+		}
+		bool Write(const char *data, size_t size)
+		{
+			while (m_nFd >= 0 && size > 0)
+			{
+				const ssize_t wrote = write(m_nFd, data, size);
+				if (wrote < 0 && errno == EINTR)
+					continue;
+				if (wrote <= 0)
+					return false;
+				data += wrote, size -= (size_t)wrote, m_nSize += wrote;
+			}
+			return m_nFd >= 0;
+		}
+		bool Finish()
+		{
+			const bool ok = m_nFd >= 0 && fsync(m_nFd) == 0;
+			const bool closed = m_nFd >= 0 && close(m_nFd) == 0;
+			m_nFd = -1;
+			return ok && closed;
+		}
+		const std::string &Path() const { return m_sPath; }
+		int64 Size() const { return m_nSize; }
+
+	private:
+		std::string m_sPath;
+		int m_nFd = -1;
+		int64 m_nSize = 0;
+	};
+
+	void Update(const httplib::Request &req, httplib::Response &res, const httplib::ContentReader &reader)
 	{
 		uint64 id;
 		if (!FileIdOf(req, res, id))
@@ -383,7 +433,78 @@ private:
 		const uint64 caller = Caller(req);
 		BrumeFileUpdate_t update;
 		update.m_rtimeNow = Now();
-		std::string metaText = req.is_multipart_form_data() ? (req.has_file("meta") ? req.get_file_value("meta").content : "") : req.body;
+
+		// The body: the "meta" part (or a plain JSON body), then any "content" parts (each a file of
+		// the new content folder, named by its path inside it) and one "preview" part.
+		static const size_t kMaxMeta = 1 << 20;
+		std::string metaText, problem;
+		std::vector<std::unique_ptr<CIncomingFile>> files;
+		std::vector<int> blobOf; // beside `files`: the index in the new content, or -1 for the preview
+		bool bMetaPart = false;
+		CIncomingFile *current = nullptr;
+		auto appendMeta = [&](const char *data, size_t size) {
+			if (metaText.size() + size > kMaxMeta)
+			{
+				problem = "the meta part is too long";
+				return false;
+			}
+			metaText.append(data, size);
+			return true;
+		};
+		bool bRead = true;
+		if (req.is_multipart_form_data())
+		{
+			bRead = reader(
+				[&](const httplib::MultipartFormData &part) {
+					bMetaPart = part.name == "meta";
+					current = nullptr;
+					if (part.name != "content" && part.name != "preview")
+						return true;
+					const bool bContent = part.name == "content";
+					const std::string name = bContent ? part.filename : part.filename.substr(part.filename.find_last_of('/') + 1);
+					if (!SafeRelativePath(name))
+					{
+						problem = bContent ? "bad content file name" : "bad preview file name";
+						return false;
+					}
+					files.push_back(std::make_unique<CIncomingFile>(m_Store.IncomingPath()));
+					current = files.back().get();
+					BrumeIncomingBlob_t *blob = bContent ? &update.m_vecContent.emplace_back() : &update.m_Preview;
+					if (bContent)
+						update.m_bSetContent = true;
+					else
+						update.m_bSetPreview = true;
+					blob->m_sName = name;
+					blob->m_sPath = current->Path();
+					blobOf.push_back(bContent ? (int)update.m_vecContent.size() - 1 : -1);
+					return true;
+				},
+				[&](const char *data, size_t size) {
+					if (current && !current->Write(data, size))
+					{
+						problem = "cannot store the upload";
+						return false;
+					}
+					return !bMetaPart || appendMeta(data, size);
+				});
+		}
+		else
+		{
+			bRead = reader(appendMeta);
+		}
+		if (!bRead || !problem.empty())
+		{
+			const bool bOurs = problem == "cannot store the upload";
+			return SendResult(res, bOurs ? BRUME_RESULT_FAIL : BRUME_RESULT_INVALID_PARAM, bOurs ? 500 : 400, id,
+				problem.empty() ? "the body ended early" : problem.c_str());
+		}
+		for (size_t i = 0; i < files.size(); ++i)
+		{
+			if (!files[i]->Finish())
+				return SendResult(res, BRUME_RESULT_FAIL, 500, id, "cannot store the upload");
+			(blobOf[i] < 0 ? update.m_Preview : update.m_vecContent[blobOf[i]]).m_nSize = files[i]->Size();
+		}
+
 		rapidjson::Document meta;
 		meta.Parse(metaText.c_str(), metaText.size());
 		if (meta.HasParseError() || !meta.IsObject())
@@ -420,29 +541,7 @@ private:
 		if (meta.HasMember("change_note") && meta["change_note"].IsString())
 			update.m_sChangeNote = meta["change_note"].GetString();
 		if (meta.HasMember("set_content") && meta["set_content"].IsBool())
-			update.m_bSetContent = meta["set_content"].GetBool();
-		if (req.is_multipart_form_data())
-		{
-			for (const auto &[name, part] : req.files)
-			{
-				if (name == "content")
-				{
-					if (!SafeRelativePath(part.filename))
-						return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad content file name");
-					update.m_bSetContent = true;
-					update.m_vecContent.emplace_back(part.filename, part.content);
-				}
-				else if (name == "preview")
-				{
-					const std::string base = part.filename.substr(part.filename.find_last_of('/') + 1);
-					if (!SafeRelativePath(base))
-						return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad preview file name");
-					update.m_bSetPreview = true;
-					update.m_sPreviewName = base;
-					update.m_sPreviewBytes = part.content;
-				}
-			}
-		}
+			update.m_bSetContent = update.m_bSetContent || meta["set_content"].GetBool();
 		std::string error;
 		const int result = m_Store.UpdateFile(id, caller, update, error);
 		if (result != BRUME_RESULT_OK && !error.empty())
@@ -493,7 +592,8 @@ private:
 
 	void Routes()
 	{
-		m_Server.set_payload_max_length((size_t)1 << 31);
+		// Uploads go to disk as they arrive; the disk is their limit.
+		m_Server.set_payload_max_length((size_t)1 << 40);
 		m_Server.set_tcp_nodelay(true); // small answers must not wait for the peer's delayed acknowledgement
 		m_Server.set_pre_routing_handler([this](const httplib::Request &req, httplib::Response &res) { return Inject(req, res); });
 
@@ -617,7 +717,9 @@ private:
 			SendJson(res, buffer);
 		});
 
-		m_Server.Post(R"(/api/v1/files/(\d+)/update)", [this](const httplib::Request &req, httplib::Response &res) { Update(req, res); });
+		m_Server.Post(R"(/api/v1/files/(\d+)/update)", [this](const httplib::Request &req, httplib::Response &res, const httplib::ContentReader &reader) {
+			Update(req, res, reader);
+		});
 
 		m_Server.Delete(R"(/api/v1/files/(\d+))", [this](const httplib::Request &req, httplib::Response &res) {
 			uint64 id;

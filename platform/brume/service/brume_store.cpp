@@ -2,6 +2,7 @@
 #include "brume_store.h"
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -243,14 +244,22 @@ std::string CBrumeStore::BlobPath(uint64 handle) const
 	return m_sDataDir + "/ugc/" + std::to_string(handle);
 }
 
-uint64 CBrumeStore::StoreBlobLocked(const std::string &name, const std::string &bytes, std::string &path, std::string &error)
+std::string CBrumeStore::IncomingPath()
+{
+	// Not a handle's name: a start after a crash sweeps whatever of these is left.
+	static std::atomic<uint64> s_nIncoming{0};
+	return m_sDataDir + "/ugc/incoming-" + std::to_string(++s_nIncoming) + ".part";
+}
+
+uint64 CBrumeStore::AdoptBlobLocked(const BrumeIncomingBlob_t &blob, std::string &path, std::string &error)
 {
 	const uint64 handle = m_nNextBlob++;
 	path = BlobPath(handle);
-	CUtlString message;
-	if (!Plat_WriteFileAtomic(path.c_str(), bytes.data(), bytes.size(), &message))
+	std::error_code ec;
+	std::filesystem::rename(blob.m_sPath, path, ec);
+	if (ec)
 	{
-		error = name + ": " + message;
+		error = blob.m_sName + ": " + ec.message();
 		return 0;
 	}
 	return handle;
@@ -281,7 +290,8 @@ int CBrumeStore::UpdateFile(uint64 id, uint64 caller, const BrumeFileUpdate_t &u
 			return BRUME_RESULT_ACCESS_DENIED;
 	}
 
-	// The bytes first, each complete on disk under its final name before any record names it.
+	// The bytes first, each complete on disk under its final name before any record names it
+	// (the caller wrote and flushed them; here they only take their names).
 	std::vector<std::string> written;
 	auto forget = [&]() {
 		std::error_code ec;
@@ -295,32 +305,30 @@ int CBrumeStore::UpdateFile(uint64 id, uint64 caller, const BrumeFileUpdate_t &u
 		int64 size;
 	};
 	std::vector<NewBlob_t> blobs;
+	std::vector<std::pair<const BrumeIncomingBlob_t *, const char *>> incoming;
 	if (update.m_bSetContent)
-	{
-		for (const auto &[name, bytes] : update.m_vecContent)
-		{
-			std::string path;
-			const uint64 h = StoreBlobLocked(name, bytes, path, error);
-			if (!h)
-			{
-				forget();
-				return BRUME_RESULT_FAIL;
-			}
-			written.push_back(path);
-			blobs.push_back({h, name, "content", (int64)bytes.size()});
-		}
-	}
+		for (const BrumeIncomingBlob_t &blob : update.m_vecContent)
+			incoming.emplace_back(&blob, "content");
 	if (update.m_bSetPreview)
+		incoming.emplace_back(&update.m_Preview, "preview");
+	for (const auto &[blob, role] : incoming)
 	{
 		std::string path;
-		const uint64 h = StoreBlobLocked(update.m_sPreviewName, update.m_sPreviewBytes, path, error);
+		const uint64 h = AdoptBlobLocked(*blob, path, error);
 		if (!h)
 		{
 			forget();
 			return BRUME_RESULT_FAIL;
 		}
 		written.push_back(path);
-		blobs.push_back({h, update.m_sPreviewName, "preview", (int64)update.m_sPreviewBytes.size()});
+		blobs.push_back({h, blob->m_sName, role, blob->m_nSize});
+	}
+	// The new names are on disk before the records name them.
+	if (!incoming.empty() && !Plat_SyncDirectory((m_sDataDir + "/ugc").c_str()))
+	{
+		error = "cannot flush the blob folder";
+		forget();
+		return BRUME_RESULT_FAIL;
 	}
 
 	bool ok = Exec("BEGIN IMMEDIATE");

@@ -89,6 +89,15 @@ struct BrumeFileRecord_t
 	std::vector<BrumeBlob_t> m_vecContent; // every file of the content folder
 };
 
+// A file of an update, already written whole and flushed under a temporary name in the blob
+// folder (CBrumeStore::IncomingPath); the store takes it over under a handle of its own.
+struct BrumeIncomingBlob_t
+{
+	std::string m_sName; // path inside the content folder, or the preview's file name
+	std::string m_sPath;
+	int64 m_nSize = 0;
+};
+
 // One change submitted by an owner; members left unset are not changed.
 struct BrumeFileUpdate_t
 {
@@ -100,9 +109,9 @@ struct BrumeFileUpdate_t
 	std::vector<std::pair<std::string, std::string>> m_vecKeyValueTags;
 	// New content folder (replaces the old one entirely when m_bSetContent) and preview.
 	bool m_bSetContent = false;
-	std::vector<std::pair<std::string, std::string>> m_vecContent; // relative path, bytes
+	std::vector<BrumeIncomingBlob_t> m_vecContent;
 	bool m_bSetPreview = false;
-	std::string m_sPreviewName, m_sPreviewBytes;
+	BrumeIncomingBlob_t m_Preview;
 	std::string m_sChangeNote;
 	uint32 m_rtimeNow = 0;
 };
@@ -129,6 +138,8 @@ public:
 	// a contributor only the content, with a change note (anything else is _ACCESS_DENIED and
 	// changes nothing).
 	int UpdateFile(uint64 id, uint64 caller, const BrumeFileUpdate_t &update, std::string &error);
+	// A fresh temporary name in the blob folder for a file of an update that is being received.
+	std::string IncomingPath();
 	// Only the creator may delete a file; its contributors go with it.
 	int DeleteFile(uint64 id, uint64 caller);
 	bool GetFile(uint64 id, BrumeFileRecord_t &out);
@@ -163,7 +174,7 @@ private:
 	bool LoadFileLocked(uint64 id, BrumeFileRecord_t &out);
 	// BRUME_RESULT_OK when the file exists and `caller` made it; else not found or access denied.
 	int CheckCreatorLocked(uint64 id, uint64 caller);
-	uint64 StoreBlobLocked(const std::string &name, const std::string &bytes, std::string &path, std::string &error);
+	uint64 AdoptBlobLocked(const BrumeIncomingBlob_t &blob, std::string &path, std::string &error);
 	void SweepOrphansLocked();
 
 	std::mutex m_Mutex;

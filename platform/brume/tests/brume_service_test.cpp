@@ -239,7 +239,66 @@ TEST(BrumeService, ACrashLeavesNoHalfWrittenFile)
 	// Every blob on disk belongs to a record: the one content file plus at most the replaced one.
 	EXPECT_LE(CountFiles(data.Path("ugc")), 2u);
 	for (const auto &entry : std::filesystem::directory_iterator(data.Path("ugc")))
+	{
 		EXPECT_EQ(entry.path().filename().string().find(".tmp"), std::string::npos);
+		EXPECT_EQ(entry.path().filename().string().find(".part"), std::string::npos);
+	}
+}
+
+// Uploads go to disk as they arrive. One that is refused half-way or that breaks off leaves no
+// file behind, and the file's record and bytes stay as they were.
+TEST(BrumeService, AnUploadRefusedOrBrokenOffLeavesNothingBehind)
+{
+	CTempDirectory data;
+	CServiceProcess service;
+	ASSERT_TRUE(service.Start(data.Path()));
+	httplib::Client http("127.0.0.1", service.Port());
+	const uint64_t id = CreateFile(http);
+	const std::string kept(200000, 'k');
+	ASSERT_EQ(Update(http, id, R"({"title":"Kept"})", "pack.bdl", kept)->status, 200);
+	const size_t blobs = CountFiles(data.Path("ugc"));
+
+	// A good part of several megabytes, then a part whose name climbs out of the folder.
+	httplib::MultipartFormDataItems items = {{"meta", R"({"title":"Changed"})", "", "application/json"},
+		{"content", std::string(3 << 20, 'a'), "a.bin", "application/octet-stream"},
+		{"content", "evil", "../evil.bin", "application/octet-stream"}};
+	auto refused = http.Post(("/api/v1/files/" + std::to_string(id) + "/update").c_str(), items);
+	ASSERT_TRUE(refused);
+	EXPECT_EQ(refused->status, 400);
+	EXPECT_NE(refused->body.find("bad content file name"), std::string::npos) << refused->body;
+
+	// A body that stops after a megabyte of the ten it announced.
+	{
+		const int sock = socket(AF_INET, SOCK_STREAM, 0);
+		sockaddr_in at{};
+		at.sin_family = AF_INET;
+		at.sin_port = htons((uint16_t)service.Port());
+		at.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+		ASSERT_EQ(connect(sock, (sockaddr *)&at, sizeof(at)), 0);
+		const std::string part = "--b\r\nContent-Disposition: form-data; name=\"content\"; filename=\"big.bin\"\r\n\r\n" + std::string(1 << 20, 'x');
+		const std::string head = "POST /api/v1/files/" + std::to_string(id) +
+								 "/update HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: multipart/form-data; boundary=b\r\nContent-Length: " +
+								 std::to_string(10 << 20) + "\r\n\r\n";
+		const std::string all = head + part;
+		ASSERT_EQ(send(sock, all.data(), all.size(), MSG_NOSIGNAL), (ssize_t)all.size());
+		std::this_thread::sleep_for(std::chrono::milliseconds(100));
+		close(sock);
+	}
+	// The service notices the closed connection on its own time.
+	bool bClean = false;
+	for (int i = 0; i < 250 && !bClean; ++i)
+	{
+		bClean = CountFiles(data.Path("ugc")) == blobs;
+		if (!bClean)
+			std::this_thread::sleep_for(std::chrono::milliseconds(20));
+	}
+	EXPECT_TRUE(bClean) << CountFiles(data.Path("ugc")) << " files in the blob folder, " << blobs << " expected";
+	auto details = Json(http.Get(("/api/v1/files/" + std::to_string(id)).c_str()));
+	ASSERT_TRUE(details.IsObject());
+	EXPECT_STREQ(details["title"].GetString(), "Kept");
+	auto bytes = http.Get(("/api/v1/ugc/" + std::to_string(details["hcontent_file"].GetUint64())).c_str());
+	ASSERT_TRUE(bytes);
+	EXPECT_EQ(bytes->body, kept);
 }
 
 TEST(BrumeService, DetailsCarryVotesChildrenModerationAndKeyValueTags)

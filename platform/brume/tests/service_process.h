@@ -50,6 +50,7 @@ public:
 	}
 
 	int Port() const { return m_nPort; }
+	pid_t Pid() const { return m_Pid; }
 	std::string Address() const { return "127.0.0.1:" + std::to_string(m_nPort); }
 
 	// Ends the service at once, as a crash would.
