@@ -577,6 +577,17 @@ private:
 		if (f.m_hPreviewFile)
 			html += "<img class=\"preview\" id=\"preview\" src=\"/api/v1/ugc/" + std::to_string(f.m_hPreviewFile) + "\" alt=\"Preview\">\n";
 		html += "<table><tr><td>Author</td><td id=\"author\">" + HtmlEscape(author.m_sPersona) + "</td></tr>";
+		if (!f.m_vecContributors.empty())
+		{
+			std::string names;
+			for (uint64 account : f.m_vecContributors)
+			{
+				BrumeAccount_t coauthor;
+				m_Store.GetAccount(account, coauthor);
+				names += (names.empty() ? "" : ", ") + HtmlEscape(coauthor.m_sPersona);
+			}
+			html += "<tr><td>Co-authors</td><td id=\"coauthors\">" + names + "</td></tr>";
+		}
 		html += "<tr><td>Visibility</td><td id=\"visibility\">" + std::string(VisibilityName(f.m_eVisibility)) + "</td></tr>";
 		html += "<tr><td>Updated</td><td id=\"updated\">" + FormatTime(f.m_rtimeUpdated) + "</td></tr>";
 		html += "<tr><td>Created</td><td>" + FormatTime(f.m_rtimeCreated) + "</td></tr>";

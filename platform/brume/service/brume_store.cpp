@@ -538,8 +538,10 @@ bool CBrumeStore::ListVisibleSearchRecords(uint64 caller, std::vector<std::pair<
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);
 	out.clear();
-	static const char *const kVisible = "(SELECT id FROM files WHERE visibility=0 OR creator=?1)";
-	CStatement files(m_pDB, "SELECT id, file_type, title, description FROM files WHERE visibility=0 OR creator=?1 ORDER BY id");
+	// Public files, the caller's own, and those the caller co-authors.
+	static const char *const kVisible =
+		"(SELECT id FROM files WHERE visibility=0 OR creator=?1 OR id IN (SELECT file_id FROM contributors WHERE account=?1))";
+	CStatement files(m_pDB, (std::string("SELECT id, file_type, title, description FROM files WHERE id IN ") + kVisible + " ORDER BY id").c_str());
 	CStatement tags(m_pDB, (std::string("SELECT file_id, tag FROM tags WHERE file_id IN ") + kVisible + " ORDER BY file_id, rowid").c_str());
 	CStatement kvtags(m_pDB, (std::string("SELECT file_id, key, value FROM kvtags WHERE file_id IN ") + kVisible + " ORDER BY file_id, rowid").c_str());
 	if (!files.Ok() || !tags.Ok() || !kvtags.Ok())

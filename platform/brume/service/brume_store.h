@@ -149,8 +149,8 @@ public:
 	bool ListFiles(uint64 creator, bool bShared, uint32 start, uint32 count, const std::vector<std::string> &required,
 		const std::vector<std::string> &excluded, std::vector<uint64> &ids, uint32 &total);
 	// Ids of every file the caller may see (public ones and the caller's own), oldest first.
-	// What the search looks at of every file the caller may see (public ones and the caller's
-	// own), oldest first, read in one pass.
+	// What the search looks at of every file the caller may see (public ones, the caller's own and
+	// those the caller co-authors), oldest first, read in one pass.
 	bool ListVisibleSearchRecords(uint64 caller, std::vector<std::pair<uint64, BrumeQueryRecord_t>> &out);
 	bool GetChangeNotes(uint64 id, std::vector<BrumeChangeNote_t> &out);
 	int AddChild(uint64 id, uint64 child, uint64 caller);

@@ -532,6 +532,15 @@ TEST(BrumeService, SearchSeesPublicFilesAndTheCallersOwn)
 	EXPECT_EQ(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("tags:(\"Lamp\")")), (std::vector<uint64_t>{mineHidden}));
 	EXPECT_EQ(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("kvtags:(\"k:v\")")), (std::vector<uint64_t>{mineHidden}));
 	EXPECT_TRUE(search("solr_filter_queries%5B0%5D=" + httplib::detail::encode_query_param("kvtags:(\"k:x\")")).empty());
+	// A hidden file of another that names the caller a co-author is one the caller may see.
+	auto me = Json(http.Get("/api/v1/status"));
+	ASSERT_EQ(http.Post(("/api/v1/files/" + std::to_string(otherHidden) + "/contributors").c_str(), other,
+				  "{\"account\":" + std::to_string(me["account"].GetUint64()) + "}", "application/json")->status, 200);
+	EXPECT_EQ(search("search_text=lamp"), (std::vector<uint64_t>{mineHidden, otherPublic, otherHidden}));
+	EXPECT_EQ(search("search_text=three"), (std::vector<uint64_t>{otherHidden}));
+	auto page = http.Get(("/sharedfiles/filedetails/?id=" + std::to_string(otherHidden)).c_str());
+	ASSERT_TRUE(page);
+	EXPECT_NE(page->body.find("<td id=\"coauthors\">" + std::string(me["persona"].GetString()) + "</td>"), std::string::npos) << page->body;
 }
 
 // The script that the tool's run command uses: it starts a service on a free address and fills it
