@@ -742,13 +742,11 @@ private:
 
 		m_Server.Get(R"(/api/v1/files/(\d+)/changes)", [this](const httplib::Request &req, httplib::Response &res) {
 			uint64 id;
-			BrumeFileRecord_t f;
 			if (!FileIdOf(req, res, id))
 				return;
-			if (!m_Store.GetFile(id, f))
-				return SendResult(res, BRUME_RESULT_FILE_NOT_FOUND, 404, id);
 			std::vector<BrumeChangeNote_t> notes;
-			m_Store.GetChangeNotes(id, notes);
+			if (!m_Store.GetChangeNotes(id, notes))
+				return SendResult(res, BRUME_RESULT_FILE_NOT_FOUND, 404, id);
 			rapidjson::StringBuffer buffer;
 			CJsonWriter w(buffer);
 			w.StartObject();

@@ -578,6 +578,10 @@ bool CBrumeStore::GetChangeNotes(uint64 id, std::vector<BrumeChangeNote_t> &out)
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);
 	out.clear();
+	CStatement file(m_pDB, "SELECT 1 FROM files WHERE id=?", CStatement::Cached_t());
+	file.Bind(1, (int64)id);
+	if (!file.Row())
+		return false;
 	CStatement s(m_pDB, "SELECT time, note FROM changes WHERE file_id=? ORDER BY time DESC, rowid DESC");
 	s.Bind(1, (int64)id);
 	while (s.Row())

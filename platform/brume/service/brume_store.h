@@ -152,6 +152,7 @@ public:
 	// What the search looks at of every file the caller may see (public ones, the caller's own and
 	// those the caller co-authors), oldest first, read in one pass.
 	bool ListVisibleSearchRecords(uint64 caller, std::vector<std::pair<uint64, BrumeQueryRecord_t>> &out);
+	// Newest first; false when there is no such file.
 	bool GetChangeNotes(uint64 id, std::vector<BrumeChangeNote_t> &out);
 	int AddChild(uint64 id, uint64 child, uint64 caller);
 	// Adds `account` to the contributors of a file, or removes it with `bRemove`; only the creator

@@ -150,6 +150,8 @@ TEST(BrumeService, RefusesBadRequests)
 	EXPECT_EQ(http.Get("/api/v1/files/99999999999999999999999")->status, 400);
 	EXPECT_EQ(http.Get("/api/v1/files?start=-1")->status, 400);
 	EXPECT_EQ(http.Get("/api/v1/ugc/12345")->status, 404);
+	EXPECT_EQ(http.Get("/api/v1/files/777/changes")->status, 404);
+	EXPECT_EQ(http.Get(("/api/v1/files/" + std::to_string(id) + "/changes").c_str())->status, 200);
 	// The service still answers afterwards, and nothing was stored.
 	auto details = Json(http.Get(("/api/v1/files/" + std::to_string(id)).c_str()));
 	EXPECT_EQ(details["content"].Size(), 0u);
