@@ -126,6 +126,12 @@ protected:
 		ADD_FAILURE() << "the dialog did not finish";
 	}
 
+	// Runs until the form of an existing record shows its fetched preview, or a message came.
+	void WaitForPreview(CPublishFileDialog &dialog)
+	{
+		Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
+	}
+
 	std::string Image(const char *name, int width, int height, QColor colour = Qt::red)
 	{
 		QImage image(width, height, QImage::Format_RGB32);
@@ -478,7 +484,7 @@ TEST_F(PublishDialogTest, AReUploadWithAChangeNoteReplacesTheContent)
 	CPublishFileDialog &dialog = *dialogHolder;
 	// The preview comes down from the service.
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
+	WaitForPreview(dialog);
 	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
 	ASSERT_FALSE(dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull());
 	EXPECT_FALSE(dialog.IsDirty());
@@ -524,7 +530,7 @@ TEST_F(PublishDialogTest, AnotherFolderAsksFirstAndNoKeepsTheForm)
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, false, MINTYARD_MODE_ZARN_ADDON);
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
+	WaitForPreview(dialog);
 	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
 	dialog.AddonCombo()->setCurrentText("sample_courier_skin");
 	dialog.ChangeNoteEdit()->setPlainText("Other folder.");
@@ -550,7 +556,7 @@ TEST_F(PublishDialogTest, EditOnlySendsTitleAndTagsWithoutContent)
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, true, MINTYARD_MODE_ZARN_ADDON);
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
+	WaitForPreview(dialog);
 	ASSERT_TRUE(m_Messages.empty()) << m_Messages[0].text.toStdString();
 	dialog.TitleEdit()->setText("Arena Lights II");
 	dialog.TitleTextEdited("Arena Lights II");
@@ -737,7 +743,7 @@ TEST_F(PublishDialogTest, EditOnlyWithANewPreviewUploadsOnlyThePreview)
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, true, MINTYARD_MODE_ZARN_ADDON);
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
+	WaitForPreview(dialog);
 	dialog.SetPreviewImage(QString::fromStdString(Image("blue.png", 2048, 1536, Qt::blue)), true);
 	EXPECT_EQ(uint32(CPublishFileDialog::CHANGE_PREVIEW), dialog.ChangeBits());
 	dialog.SubmitButtonClicked();
@@ -848,7 +854,7 @@ TEST_F(PublishDialogTest, EditOnlyWithNoChangeIsStillSubmitted)
 	PublishedFileInfo_t record = RecordOf(id);
 	CPublishFileDialog dialog(&record, nullptr, true, MINTYARD_MODE_ZARN_ADDON);
 	m_Messages.clear();
-	Pump(dialog, [&] { return dialog.PreviewLabel()->pixmap(Qt::ReturnByValue).isNull() == false || !m_Messages.empty(); });
+	WaitForPreview(dialog);
 	EXPECT_EQ(0u, dialog.ChangeBits());
 	m_Opened.clear();
 	dialog.SubmitButtonClicked();
