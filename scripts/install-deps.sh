@@ -8,6 +8,8 @@ packages=(
   clang libclang-rt-14-dev
   unzip python3
   qtbase5-dev qtbase5-dev-tools libcpp-httplib-dev libssl-dev libsqlite3-dev xvfb xauth
+  libsdl2-dev libstb-dev libassimp-dev assimp-testmodels libmeshoptimizer-dev
+  qt5-image-formats-plugins kimageformat-plugins libgl1-mesa-dri libgl-dev
 )
 
 missing=()
