@@ -23,28 +23,35 @@ else()
   endif()
 endif()
 
-# mintyard_test(<name> [QT] SOURCES <files...> LIBS <targets...> [LABELS <labels...>])
+# mintyard_test(<name> [QT | GL] SOURCES <files...> LIBS <targets...> [LABELS <labels...>])
 # One GoogleTest executable; each test case becomes a CTest test, discovered when CTest runs.
 # With QT the executable gets a main that makes a QApplication on the offscreen platform
-# (unless QT_QPA_PLATFORM says otherwise), for widget tests.
+# (unless QT_QPA_PLATFORM says otherwise), for widget tests. GL is QT for tests that draw with
+# OpenGL: discovery and every test run under a virtual display of their own (Xvfb, Qt on xcb).
 function(mintyard_test name)
   if(NOT MINTYARD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(ARG "QT" "" "SOURCES;LIBS;LABELS" ${ARGN})
-  if(ARG_QT)
+  cmake_parse_arguments(ARG "QT;GL" "" "SOURCES;LIBS;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  if(ARG_QT OR ARG_GL)
     find_package(Qt5 REQUIRED COMPONENTS Widgets Test)
-    add_executable(${name} ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/platform/core/tests/qt_gtest_main.cpp)
-    target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest Qt5::Widgets Qt5::Test)
+    target_link_libraries(${name} PRIVATE ${ARG_LIBS} mintyard_testsupport mintyard_testsupport_qtmain
+      GTest::gtest Qt5::Widgets Qt5::Test)
   else()
-    add_executable(${name} ${ARG_SOURCES})
-    target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gtest_main)
+    target_link_libraries(${name} PRIVATE ${ARG_LIBS} mintyard_testsupport GTest::gtest GTest::gtest_main)
   endif()
   target_compile_definitions(${name} PRIVATE MINTYARD_SOURCE_DIR="${PROJECT_SOURCE_DIR}" MINTYARD_BINARY_DIR="${CMAKE_BINARY_DIR}")
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-  set(properties ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
-  if(ARG_LABELS)
-    list(APPEND properties LABELS "${ARG_LABELS}")
+  if(ARG_GL)
+    set_target_properties(${name} PROPERTIES
+      CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/platform/testsupport/run-with-display.sh)
+    set(properties LABELS "gl;${ARG_LABELS}")
+  else()
+    set(properties ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    if(ARG_LABELS)
+      list(APPEND properties LABELS "${ARG_LABELS}")
+    endif()
   endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST

@@ -12,7 +12,7 @@
 #include "bdllib/packedstore.h"
 #include "core/fileio.h"
 #include "core/hashes.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "filesystem/filesystem.h"
 
 inline std::string ReadAll(const std::string &path)

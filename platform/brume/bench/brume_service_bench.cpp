@@ -18,7 +18,7 @@
 #include <benchmark/benchmark.h>
 #include <httplib.h>
 
-#include "service_process.h"
+#include "testsupport/service_process.h"
 
 namespace
 {

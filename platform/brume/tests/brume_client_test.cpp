@@ -9,8 +9,8 @@
 #include <httplib.h>
 
 #include "brume/brume_api.h"
-#include "core/tests/test_support.h"
-#include "service_process.h"
+#include "testsupport/test_support.h"
+#include "testsupport/service_process.h"
 
 namespace
 {

@@ -12,8 +12,8 @@
 #include <rapidjson/document.h>
 #include <sqlite3.h>
 
-#include "core/tests/test_support.h"
-#include "service_process.h"
+#include "testsupport/test_support.h"
+#include "testsupport/service_process.h"
 
 namespace
 {

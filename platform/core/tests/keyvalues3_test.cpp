@@ -9,7 +9,7 @@
 #include "core/kv3text.h"
 #include "core/logging.h"
 #include "core/strtools.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 
 
 TEST(KV3Values, KindNamesInOrderAndUnknownBeyond)

@@ -7,7 +7,7 @@
 
 #include "core/fileio.h"
 #include "core/keyvalues.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "core/keyvalues3.h"
 #include "core/strtools.h"
 

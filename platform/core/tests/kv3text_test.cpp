@@ -11,7 +11,7 @@
 #include "core/keyvalues3.h"
 #include "core/kv3text.h"
 #include "core/strtools.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 
 namespace
 {

@@ -5,7 +5,7 @@
 #include "core/kv3text.h"
 #include "core/kv3transfer.h"
 #include "core/logging.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 
 namespace
 {

@@ -5,7 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 
 namespace
 {

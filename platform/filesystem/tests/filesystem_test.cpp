@@ -13,7 +13,7 @@
 
 #include "core/keyvalues3.h"
 #include "core/kv3text.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "filesystem/filesystem.h"
 
 namespace

@@ -4,7 +4,7 @@
 #include <clocale>
 #include <memory>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "toolframework/convar.h"
 
 namespace

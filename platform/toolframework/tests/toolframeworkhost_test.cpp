@@ -4,7 +4,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "filesystem/filesystem.h"
 #include "toolframework/toolframework.h"
 #include "toolframework/toolsystem.h"

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "toolframework/toolservices.h"
 #include "toolframework/toolsystem.h"
 

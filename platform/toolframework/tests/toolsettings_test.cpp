@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "core/kv3text.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "toolframework/toolservices.h"
 
 namespace

@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "filesystem/filesystem.h"
 #include "toolframework/toolservices.h"
 #include "toolframework/toolsystem.h"

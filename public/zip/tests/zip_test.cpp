@@ -15,7 +15,7 @@
 
 #include "core/hashes.h"
 #include "core/strtools.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "zip/zip_utils.h"
 
 namespace

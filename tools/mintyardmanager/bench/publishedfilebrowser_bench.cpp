@@ -19,7 +19,7 @@
 
 #include "brume/brume_api.h"
 #include "mintyardmanager/publishedfilebrowser.h"
-#include "service_process.h"
+#include "testsupport/service_process.h"
 
 namespace
 {

@@ -31,7 +31,7 @@
 #include <QTreeView>
 #include <QUrl>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "mintyardmanager/createbdldialog.h"
 #include "mintyardmanager/filelistmodel.h"
 #include "mintyardmanager/resources.h"

@@ -9,10 +9,10 @@
 #include <httplib.h>
 #include <rapidjson/document.h>
 
-#include "brume/tests/service_process.h"
+#include "testsupport/service_process.h"
 #include "core/kv3text.h"
 #include "core/utlbuffer.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "mintyardmanager/filefilters.h"
 #include "mintyardmanager/publishedfilerecord.h"
 

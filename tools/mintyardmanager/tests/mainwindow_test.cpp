@@ -16,7 +16,7 @@
 
 #include "core/keyvalues3.h"
 #include "core/kv3text.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "toolinprocess.h"
 #include "mintyardmanager/createbdldialog.h"
 #include "mintyardmanager/mainwindow.h"

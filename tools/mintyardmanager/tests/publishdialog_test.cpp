@@ -30,10 +30,10 @@
 #include "bdllib/packedstore.h"
 #include "brume/brume_api.h"
 #include "core/keyvalues.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "mintyardmanager/mintyardmanagertool.h"
 #include "mintyardmanager/publishfiledialog.h"
-#include "platform/brume/tests/service_process.h"
+#include "testsupport/service_process.h"
 #include "toolframework/toolframework.h"
 
 namespace fs = std::filesystem;

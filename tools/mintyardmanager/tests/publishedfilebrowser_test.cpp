@@ -9,7 +9,7 @@
 #include <QProgressDialog>
 #include <QTest>
 
-#include "brume_test_service.h"
+#include "testsupport/brume_test_service.h"
 #include "mintyardmanager/publishedfilebrowser.h"
 
 namespace

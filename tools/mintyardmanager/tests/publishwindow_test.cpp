@@ -12,7 +12,7 @@
 #include <QPointer>
 #include <QTimer>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "toolinprocess.h"
 #include "mintyardmanager/mainwindow.h"
 #include "mintyardmanager/mintyardmanagertool.h"

@@ -21,8 +21,8 @@
 
 #include <QImage>
 
-#include "core/tests/test_support.h"
-#include "service_process.h"
+#include "testsupport/test_support.h"
+#include "testsupport/service_process.h"
 
 extern char **environ;
 

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "brume_test_service.h"
+#include "testsupport/brume_test_service.h"
 #include "core/logging.h"
 #include "filesystem/filesystem.h"
 #include "mintyardmanager/ugcfilerequest.h"

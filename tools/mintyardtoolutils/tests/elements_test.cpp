@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "elements_test_support.h"
 #include "mintyardtoolutils/importsession.h"
 #include "toolframework/convar.h"

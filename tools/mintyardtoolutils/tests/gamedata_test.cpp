@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "core/keyvalues.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "gamefixture.h"
 #include "mintyardtoolutils/gamedata.h"
 

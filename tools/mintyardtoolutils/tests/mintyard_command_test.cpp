@@ -1,7 +1,7 @@
 // The `mintyard templates` command on the sample game and on broken game folders.
 #include <gtest/gtest.h>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 
 namespace
 {

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "core/kv3text.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "gamefixture.h"
 #include "mintyardtoolutils/templatecatalogue.h"
 

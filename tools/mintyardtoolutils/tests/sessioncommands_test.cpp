@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "elements_test_support.h"
 #include "zip/zip_utils.h"
 

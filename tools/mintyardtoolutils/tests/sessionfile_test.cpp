@@ -6,7 +6,7 @@
 
 #include "core/kv3text.h"
 #include "core/kv3transfer.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "elements_test_support.h"
 #include "mintyardtoolutils/importsession.h"
 #include "mintyardtoolutils/sessionfile.h"

@@ -4,7 +4,7 @@
 #include "core/keyvalues.h"
 #include "core/kv3text.h"
 #include "core/kv3transfer.h"
-#include "core/tests/test_support.h"
+#include "testsupport/test_support.h"
 #include "gamefixture.h"
 #include "mintyardtoolutils/mintyardtemplate.h"
 

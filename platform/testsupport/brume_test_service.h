@@ -18,8 +18,8 @@
 #include <QTimer>
 
 #include "brume/brume_api.h"
-#include "core/tests/test_support.h"
-#include "service_process.h"
+#include "testsupport/test_support.h"
+#include "testsupport/service_process.h"
 
 // Sits between the client and the service. Every request is recorded ("GET /api/v1/files?..."),
 // then either handed to the hook, which may answer it, or forwarded.
