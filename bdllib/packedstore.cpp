@@ -7,44 +7,17 @@
 
 #include "bdllib/packedstore_internal.h"
 #include "core/logging.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 
 using namespace PackedStoreInternal;
 
 CUtlString PackedStoreInternal::NormalizePath(const char *pPath, bool bKeepLeadingSlash)
 {
-	CUtlString path = pPath ? pPath : "";
-	std::replace(path.begin(), path.end(), '\\', '/');
-	const bool bAbsolute = !path.empty() && path[0] == '/';
-	std::vector<CUtlString> parts;
-	size_t start = 0;
-	while (start <= path.size())
-	{
-		size_t slash = path.find('/', start);
-		if (slash == CUtlString::npos)
-			slash = path.size();
-		const CUtlString part = path.substr(start, slash - start);
-		start = slash + 1;
-		if (part.empty() || part == ".")
-			continue;
-		if (part == "..")
-		{
-			if (!parts.empty() && parts.back() != "..")
-				parts.pop_back();
-			else if (!bAbsolute)
-				parts.push_back(part);
-			continue;
-		}
-		parts.push_back(part);
-	}
-	CUtlString out = bAbsolute && bKeepLeadingSlash ? "/" : "";
-	for (size_t i = 0; i < parts.size(); ++i)
-	{
-		if (i > 0)
-			out += '/';
-		out += parts[i];
-	}
-	return out;
+	CUtlString path = V_NormalizePath(pPath ? pPath : "");
+	if (!bKeepLeadingSlash && !path.empty() && path[0] == '/')
+		path.erase(0, 1);
+	return path;
 }
 
 // ---------------------------------------------------------------------------------------------

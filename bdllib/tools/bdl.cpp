@@ -21,6 +21,7 @@
 #include "core/fileio.h"
 #include "core/hashes.h"
 #include "core/logging.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
 
@@ -45,31 +46,6 @@ bool PackExists(IFileSystem *pFileSystem, const char *pPack)
 	if (base.size() > 4 && V_stricmp(base.c_str() + base.size() - 4, ".bdl") == 0)
 		base.resize(base.size() - 4);
 	return pFileSystem->FileExists((base + "_dir.bdl").c_str());
-}
-
-// A name from a pack that stays inside the folder it is unpacked to.
-bool IsSafeName(const CUtlString &name)
-{
-	if (name.empty())
-		return false;
-	CUtlString path = name;
-	std::replace(path.begin(), path.end(), '\\', '/');
-	if (path[0] == '/')
-		return false;
-	if (path.size() >= 2 && path[1] == ':')
-		return false;
-	size_t start = 0;
-	while (start <= path.size())
-	{
-		size_t slash = path.find('/', start);
-		if (slash == CUtlString::npos)
-			slash = path.size();
-		const CUtlString part = path.substr(start, slash - start);
-		if (part == ".." || part == ".")
-			return false;
-		start = slash + 1;
-	}
-	return true;
 }
 
 int CommandAdd(IFileSystem *pFileSystem, int argc, char **argv)
@@ -252,9 +228,10 @@ int CommandExtract(IFileSystem *pFileSystem, const char *pPack, const char *pFol
 	int failures = 0;
 	for (const PackedStoreFileInfo_t &file : files)
 	{
-		if (!IsSafeName(file.m_Name))
+		CUtlString target, why;
+		if (!V_JoinInside(pFolder, file.m_Name, target, &why))
 		{
-			fprintf(stderr, "bdl: %s: refused: the name would land outside %s\n", file.m_Name.c_str(), pFolder);
+			fprintf(stderr, "bdl: %s: refused: %s\n", file.m_Name.c_str(), why.c_str());
 			++failures;
 			continue;
 		}
@@ -272,10 +249,7 @@ int CommandExtract(IFileSystem *pFileSystem, const char *pPack, const char *pFol
 			++failures;
 			continue;
 		}
-		CUtlString relative = file.m_Name;
-		std::replace(relative.begin(), relative.end(), '\\', '/');
-		const std::filesystem::path target = folder / relative;
-		std::filesystem::create_directories(target.parent_path(), error);
+		std::filesystem::create_directories(std::filesystem::path(target.c_str()).parent_path(), error);
 		CUtlString writeError;
 		if (!Plat_WriteFileAtomic(target.c_str(), data.Base(), data.Size(), &writeError))
 		{

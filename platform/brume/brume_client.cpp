@@ -25,6 +25,7 @@
 #define BRUME_API_BUILDING
 #include "brume/brume_api.h"
 #include "core/logging.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 
 namespace
@@ -793,7 +794,7 @@ public:
 			for (const auto &entry : entries.GetArray())
 			{
 				const std::string name = entry.IsObject() ? Str(entry, "name") : std::string();
-				if (name.empty() || name[0] == '/' || name.find("..") != std::string::npos)
+				if (!V_IsSafeRelativePath(name))
 					return;
 			}
 			// Each file goes from the answer straight to its place in the fresh folder.
@@ -801,7 +802,9 @@ public:
 				const httplib::Headers headers = {{"X-Brume-Account", std::to_string(m_ulBrumeID)}};
 				for (const auto &entry : entries.GetArray())
 				{
-					const fs::path target = fresh / Str(entry, "name");
+					CUtlString joined;
+					V_JoinInside(fresh.string(), Str(entry, "name"), joined); // checked above
+					const fs::path target(joined);
 					std::error_code ec;
 					fs::create_directories(target.parent_path(), ec);
 					std::ofstream out(target, std::ios::binary);

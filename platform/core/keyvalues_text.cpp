@@ -14,6 +14,7 @@
 
 #include "core/fileio.h"
 #include "core/keyvalues.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 
 namespace
@@ -54,40 +55,6 @@ CUtlString DirectoryOf(const CUtlString &path)
 	return slash == CUtlString::npos ? CUtlString() : path.substr(0, slash + 1);
 }
 
-// A path with "." and "name/.." steps removed, so that one file reached by two spellings is
-// recognised when it includes itself.
-CUtlString NormalizePath(const CUtlString &path)
-{
-	std::vector<std::string_view> parts;
-	const bool bAbsolute = !path.empty() && (path[0] == '/' || path[0] == '\\');
-	size_t start = 0;
-	while (start <= path.size())
-	{
-		size_t end = path.find_first_of("/\\", start);
-		if (end == CUtlString::npos)
-			end = path.size();
-		const std::string_view part(path.data() + start, end - start);
-		if (part == "..")
-		{
-			if (!parts.empty() && parts.back() != "..")
-				parts.pop_back();
-			else if (!bAbsolute)
-				parts.push_back(part);
-		}
-		else if (!part.empty() && part != ".")
-			parts.push_back(part);
-		start = end + 1;
-	}
-	CUtlString out = bAbsolute ? "/" : "";
-	for (size_t i = 0; i < parts.size(); ++i)
-	{
-		if (i > 0)
-			out += '/';
-		out += parts[i];
-	}
-	return out;
-}
-
 // A name as it is quoted in a message: cut to a readable length.
 CUtlString QuoteName(std::string_view name)
 {
@@ -120,6 +87,9 @@ struct KeyValues::Impl
 		const char *pPathID;
 		KV1LoadOptions_t options;
 		std::vector<CUtlString> openFiles; // normalized names, outermost first
+		// Included files stay inside this folder: the folder of the outermost file when that was
+		// named by an absolute path, otherwise "" (names are then relative to the search path).
+		CUtlString rootFolder;
 		int filesRead = 0;
 		uint64 bytesRead = 0; // by #include and #base
 		KV1ParseError_t error;
@@ -498,19 +468,20 @@ bool KeyValues::Impl::ReadIncludedFile(const char *at, const CUtlString &directi
 	if (++m_Load.filesRead > kMaxIncludedFiles)
 		return Fail(at, "%s \"%s\": more than %d files included in one load", directive.c_str(), file.c_str(), kMaxIncludedFiles);
 
-	// Beside the including file first, then as given. Files written on Windows may separate
+	// Beside the including file first, then as given; either way the name stays inside the
+	// folder of the outermost file (or the search path). Files written on Windows may separate
 	// folders with backslashes.
-	CUtlString path = file;
-	std::replace(path.begin(), path.end(), '\\', '/');
-	const bool bAbsolute = path[0] == '/';
-	const CUtlString folder = DirectoryOf(m_File);
-	if (!bAbsolute && !folder.empty())
-	{
-		const CUtlString beside = folder + path;
-		if (m_Load.pFileSystem->FileExists(beside.c_str(), m_Load.pPathID))
-			path = beside;
-	}
-	const CUtlString normalized = NormalizePath(path);
+	const CUtlString &root = m_Load.rootFolder;
+	CUtlString folder = DirectoryOf(m_File);
+	if (!root.empty() && folder.starts_with(root))
+		folder.erase(0, root.size());
+	CUtlString path, why;
+	CUtlString beside;
+	if (!folder.empty() && V_JoinInside(root, folder + file, beside) && m_Load.pFileSystem->FileExists(beside.c_str(), m_Load.pPathID))
+		path = beside;
+	else if (!V_JoinInside(root, file, path, &why))
+		return Fail(at, "%s \"%s\": refused: %s", directive.c_str(), file.c_str(), why.c_str());
+	const CUtlString normalized = V_NormalizePath(path);
 	for (const CUtlString &open : m_Load.openFiles)
 	{
 		if (open == normalized)
@@ -723,9 +694,11 @@ void KeyValues::Impl::Adopt(KeyValues *target, KeyValues &holder)
 bool KeyValues::Impl::Load(KeyValues *target, const char *resourceName, const char *text, size_t length, IBaseFileSystem *fs,
 	const char *pathID, const KV1LoadOptions_t &options, CUtlString *pError, KV1ParseError_t *pDetail)
 {
-	Load_t load{ fs ? fs : CoreFileSystem(), pathID, options, {}, 0, 0, {} };
+	Load_t load{ fs ? fs : CoreFileSystem(), pathID, options, {}, {}, 0, 0, {} };
 	const CUtlString file = resourceName && *resourceName ? resourceName : "<text>";
-	load.openFiles.push_back(NormalizePath(file));
+	load.openFiles.push_back(V_NormalizePath(file));
+	if (V_IsAbsolutePath(file))
+		load.rootFolder = DirectoryOf(file);
 	KeyValues holder("");
 	bool ok;
 	{

@@ -21,6 +21,7 @@
 #include <unistd.h>
 
 #include "core/logging.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 
 namespace
@@ -287,6 +288,12 @@ public:
 		CUtlString full;
 		if (!out || maxLength <= 0)
 			return nullptr;
+		// Under a search path the name is relative to it; an absolute one is refused there.
+		if (pathID && *pathID && V_IsAbsolutePath(name ? name : ""))
+		{
+			out[0] = 0;
+			return nullptr;
+		}
 		if (!ResolveForRead(name, pathID, full) || !PathExists(full))
 		{
 			out[0] = 0;
@@ -719,6 +726,18 @@ public:
 private:
 	static FileHandleData_t *Handle(FileHandle_t file) { return reinterpret_cast<FileHandleData_t *>(file); }
 
+	// A relative name as it is looked up under the search paths: it has to stay inside them, so a
+	// name that climbs out, has a drive letter or an empty part is refused (""). With no search
+	// path at all and no ID the name is the caller's, relative to the working folder, and stands.
+	// Holds m_PathsMutex.
+	CUtlString NameUnderSearchPaths(const CUtlString &name, const char *pathID) const
+	{
+		if (m_SearchPaths.empty() && (!pathID || !*pathID))
+			return name;
+		CUtlString normalized;
+		return V_IsSafeRelativePath(name, &normalized) ? normalized : CUtlString();
+	}
+
 	// Where an existing file of that name is (or where it would be looked for first).
 	bool ResolveForRead(const char *name, const char *pathID, CUtlString &out)
 	{
@@ -731,12 +750,15 @@ private:
 			return true;
 		}
 		std::shared_lock lock(m_PathsMutex);
+		const CUtlString relative = NameUnderSearchPaths(fixed, pathID);
+		if (relative.empty())
+			return false;
 		bool bAnyFolder = false;
 		for (const SearchPath_t &entry : m_SearchPaths)
 		{
 			if (pathID && *pathID && !V_StrEqualNoCase(entry.pathID, pathID))
 				continue;
-			const CUtlString candidate = entry.path + fixed;
+			const CUtlString candidate = entry.path + relative;
 			if (!bAnyFolder)
 			{
 				out = candidate;
@@ -767,6 +789,9 @@ private:
 			return true;
 		}
 		std::shared_lock lock(m_PathsMutex);
+		const CUtlString relative = NameUnderSearchPaths(fixed, pathID);
+		if (relative.empty())
+			return false;
 		const SearchPath_t *firstOfID = nullptr;
 		if (pathID && *pathID)
 		{
@@ -776,7 +801,7 @@ private:
 					continue;
 				if (entry.bWritable)
 				{
-					out = entry.path + fixed;
+					out = entry.path + relative;
 					return true;
 				}
 				if (!firstOfID)
@@ -787,13 +812,13 @@ private:
 		{
 			if (V_StrEqualNoCase(entry.pathID, "DEFAULT_WRITE_PATH"))
 			{
-				out = entry.path + fixed;
+				out = entry.path + relative;
 				return true;
 			}
 		}
 		if (firstOfID)
 		{
-			out = firstOfID->path + fixed;
+			out = firstOfID->path + relative;
 			return true;
 		}
 		if (m_SearchPaths.empty() && (!pathID || !*pathID))

@@ -8,6 +8,7 @@
 
 #include "core/fileio.h"
 #include "core/logging.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
 #include "toolframework/toolservices.h"
@@ -25,12 +26,7 @@ CToolFrameworkHost *s_pLiveHost = nullptr;
 CUtlString AbsolutePath(const CUtlString &path)
 {
 	CUtlString absolute = path;
-	for (char &c : absolute)
-	{
-		if (c == '\\')
-			c = '/';
-	}
-	if (absolute.empty() || absolute[0] != '/')
+	if (!V_IsAbsolutePath(absolute))
 	{
 		std::vector<char> cwd(4096);
 		while (!getcwd(cwd.data(), cwd.size()))
@@ -41,27 +37,7 @@ CUtlString AbsolutePath(const CUtlString &path)
 		}
 		absolute = CUtlString(cwd.data()) + "/" + absolute;
 	}
-	std::vector<CUtlString> parts;
-	size_t start = 0;
-	while (start <= absolute.size())
-	{
-		size_t end = absolute.find('/', start);
-		if (end == CUtlString::npos)
-			end = absolute.size();
-		const CUtlString part = absolute.substr(start, end - start);
-		if (part == "..")
-		{
-			if (!parts.empty())
-				parts.pop_back();
-		}
-		else if (!part.empty() && part != ".")
-			parts.push_back(part);
-		start = end + 1;
-	}
-	CUtlString out;
-	for (const CUtlString &part : parts)
-		out += "/" + part;
-	return out.empty() ? CUtlString("/") : out;
+	return V_NormalizePath(absolute);
 }
 } // namespace
 

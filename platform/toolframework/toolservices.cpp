@@ -11,6 +11,7 @@
 
 #include "core/fileio.h"
 #include "core/logging.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
 #include "toolframework/toolservices.h"
@@ -130,18 +131,9 @@ CUtlString CToolFrameworkService::ResolveResourcePath(const char *path)
 	if (!V_StrBeginsWithNoCase(path, "game:"))
 		return path;
 
-	// A resource lies inside the game tree: the name is taken as relative, and may not climb
-	// out of it.
-	CUtlString relative = path + 5;
-	for (char &c : relative)
-	{
-		if (c == '\\')
-			c = '/';
-	}
-	while (!relative.empty() && relative[0] == '/')
-		relative.erase(0, 1);
-	if (relative.empty() || relative == ".." || relative.starts_with("../") || relative.ends_with("/..") ||
-		relative.find("/../") != CUtlString::npos)
+	// A resource lies inside the game tree and may not climb out of it.
+	CUtlString relative;
+	if (!V_IsSafeRelativePath(path + 5, &relative))
 		return CUtlString();
 	if (!m_pFileSystem)
 		return CUtlString();

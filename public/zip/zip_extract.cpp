@@ -2,33 +2,17 @@
 #include "zip/zip_utils.h"
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <vector>
 
 #include "core/fileio.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 
 bool Zip_IsSafeEntryName(const char *name)
 {
-	if (!name || !*name)
-		return false;
-	CUtlString path = name;
-	std::replace(path.begin(), path.end(), '\\', '/');
-	if (path[0] == '/')
-		return false;
-	if (path.size() >= 2 && path[1] == ':' && ((path[0] >= 'a' && path[0] <= 'z') || (path[0] >= 'A' && path[0] <= 'Z')))
-		return false;
-	size_t start = 0;
-	while (start <= path.size())
-	{
-		size_t slash = path.find('/', start);
-		if (slash == CUtlString::npos)
-			slash = path.size();
-		if (path.compare(start, slash - start, "..") == 0)
-			return false;
-		start = slash + 1;
-	}
-	return true;
+	return name && V_IsSafeRelativePath(name);
 }
 
 bool Zip_ExtractAll(IZip *pZip, const char *pFolder, CUtlString *pError)
@@ -51,12 +35,12 @@ bool Zip_ExtractAll(IZip *pZip, const char *pFolder, CUtlString *pError)
 	for (int id = pZip->GetNextFilename(-1, name.data(), (int)name.size(), size); id != -1;
 		 id = pZip->GetNextFilename(id, name.data(), (int)name.size(), size))
 	{
-		if (!Zip_IsSafeEntryName(name.data()))
-			return Fail(V_Format("%s: refused the entry '%s': it would be written outside the folder", pFolder, name.data()));
-		CUtlString relative = name.data();
-		std::replace(relative.begin(), relative.end(), '\\', '/');
-		const std::filesystem::path target = folder / relative;
-		if (relative.back() == '/')
+		CUtlString joined, why;
+		if (!V_JoinInside(pFolder, name.data(), joined, &why))
+			return Fail(V_Format("%s: refused the entry '%s': %s", pFolder, name.data(), why.c_str()));
+		const std::filesystem::path target(joined.c_str());
+		const char last = name[strlen(name.data()) - 1];
+		if (last == '/' || last == '\\')
 		{
 			std::filesystem::create_directories(target, error);
 			if (error)

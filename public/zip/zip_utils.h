@@ -224,8 +224,8 @@ private:
 	CUtlString m_ArchivePath; // archive read by ParseFromDisk
 };
 
-// True when an entry name is a plain relative path that stays inside the folder it is
-// unpacked to: not empty, not absolute, no drive letter, no ".." component.
+// True when an entry name is a relative path that stays inside the folder it is unpacked to
+// (the rule of V_IsSafeRelativePath in core/pathutils.h).
 bool Zip_IsSafeEntryName(const char *name);
 // Writes every item to pFolder (created when missing), keeping relative paths and creating
 // folders on the way. An item whose name would land outside the folder is refused and nothing

@@ -22,6 +22,7 @@
 
 #include "brume/query/brumequery.h"
 #include "brume_store.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 
 namespace
@@ -361,25 +362,6 @@ private:
 		return true;
 	}
 
-	// A relative path inside a content folder: no absolute path, no "..", no empty piece.
-	static bool SafeRelativePath(const std::string &path)
-	{
-		if (path.empty() || path[0] == '/' || path.find('\\') != std::string::npos || path.find('\0') != std::string::npos)
-			return false;
-		size_t start = 0;
-		while (start <= path.size())
-		{
-			size_t end = path.find('/', start);
-			if (end == std::string::npos)
-				end = path.size();
-			const std::string piece = path.substr(start, end - start);
-			if (piece.empty() || piece == "." || piece == "..")
-				return false;
-			start = end + 1;
-		}
-		return true;
-	}
-
 	// A file of an update as it arrives: written straight to the blob folder under a temporary name
 	// and flushed at the end, so that no upload is ever held whole in memory. Whatever the store did
 	// not take over is removed when this goes.
@@ -461,8 +443,10 @@ private:
 					if (part.name != "content" && part.name != "preview")
 						return true;
 					const bool bContent = part.name == "content";
-					const std::string name = bContent ? part.filename : part.filename.substr(part.filename.find_last_of('/') + 1);
-					if (!SafeRelativePath(name))
+					// A content file keeps its path inside the item's folder, a preview only its name.
+					const std::string given = bContent ? part.filename : part.filename.substr(part.filename.find_last_of("/\\") + 1);
+					CUtlString name;
+					if (!V_IsSafeRelativePath(given, &name))
 					{
 						problem = bContent ? "bad content file name" : "bad preview file name";
 						return false;

@@ -4,13 +4,17 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <thread>
 
 #include <httplib.h>
 
 #include "brume/brume_api.h"
+#include "core/strtools.h"
 #include "testsupport/test_support.h"
+#include "testsupport/pathnames.h"
 #include "testsupport/service_process.h"
+#include "testsupport/service_relay.h"
 
 namespace
 {
@@ -576,4 +580,84 @@ TEST_F(BrumeClient, ContributorSeesTheFileSharedAndReplacesOnlyItsContent)
 	unsetenv("BRUME_ACCOUNT");
 	ASSERT_TRUE(BrumeAPI_Init());
 	EXPECT_EQ(SharedFiles(creator), made);
+}
+
+// An item's files are installed under the names the service gives; a service (or whatever answers
+// in its place) that names files outside the install folder gets nothing installed at all.
+TEST_F(BrumeClient, InstalledNamesFollowThePathRule)
+{
+	ASSERT_TRUE(m_Service.Start(m_Data.Path("service")));
+	CServiceRelay relay;
+	ASSERT_TRUE(relay.Start(m_Service.Port()));
+	setenv("BRUME_SERVICE", relay.Address().c_str(), 1);
+	setenv("BRUME_DATA_DIR", m_Data.Path("client").c_str(), 1);
+	unsetenv("BRUME_ACCOUNT");
+	ASSERT_TRUE(BrumeAPI_Init());
+	IBrumeUGC *ugc = BrumeAPI_UGC();
+
+	auto Escape = [](const std::string &text) {
+		std::string out;
+		for (const char c : text)
+		{
+			if (c == '\\' || c == '"')
+				out += std::string("\\") + c;
+			else if ((unsigned char)c < 0x20)
+				out += V_Format("\\u%04x", (unsigned)(unsigned char)c);
+			else
+				out += c;
+		}
+		return out;
+	};
+	// Installs an item whose one file the details answer names `name`; true when it was installed.
+	auto Install = [&](const std::string &name, std::string &folder) {
+		httplib::Client http("127.0.0.1", m_Service.Port());
+		const uint64_t id = MakeFiles(1)[0];
+		httplib::MultipartFormDataItems items = {{"meta", "{}", "", "application/json"},
+			{"content", "payload", "placeholder.bin", "application/octet-stream"}};
+		EXPECT_EQ(http.Post(("/api/v1/files/" + std::to_string(id) + "/update").c_str(), items)->status, 200);
+		const std::string details = "/api/v1/files/" + std::to_string(id);
+		relay.SetHook([&, details](const httplib::Request &req, httplib::Response &res) {
+
+			if (req.method != "GET" || req.path != details)
+				return false;
+			auto r = httplib::Client("127.0.0.1", m_Service.Port()).Get(details.c_str());
+			std::string body = r ? r->body : std::string();
+			const std::string placeholder = "\"name\":\"placeholder.bin\"";
+			const size_t at = body.find(placeholder);
+			if (at != std::string::npos)
+				body.replace(at, placeholder.size(), "\"name\":\"" + Escape(name) + "\"");
+			res.set_content(body, "application/json");
+			return true;
+		});
+		EXPECT_TRUE(ugc->DownloadItem(id, true));
+		Details(id); // the worker takes requests in order: once this answers, the download is done
+		relay.SetHook(nullptr);
+		char path[4096] = {};
+		uint64 size = 0;
+		uint32 stamp = 0;
+		const bool bInstalled = ugc->GetItemInstallInfo(id, &size, path, sizeof(path), &stamp);
+		folder = path;
+		return bInstalled;
+	};
+
+	for (const PathRuleName_t &name : HostilePathNames())
+	{
+		std::string folder;
+		EXPECT_FALSE(Install(name.name, folder)) << name.what << ": " << folder;
+	}
+	for (const PathRuleName_t &name : LegitimatePathNames())
+	{
+		std::string folder;
+		ASSERT_TRUE(Install(name.name, folder)) << name.what;
+		EXPECT_EQ(ReadFile(folder + "/" + PathRuleLanding(name.name)), "payload") << name.what;
+	}
+	// Nothing was written beside the install folders (content/<app>/<item>/...).
+	const std::regex installed(".*/client/content/[0-9]+/[0-9]+/.+");
+	for (const auto &entry : std::filesystem::recursive_directory_iterator(m_Data.Path()))
+	{
+		if (entry.is_regular_file() && entry.path().string().find("/service/") == std::string::npos)
+		{
+			EXPECT_TRUE(std::regex_match(entry.path().string(), installed)) << entry.path();
+		}
+	}
 }

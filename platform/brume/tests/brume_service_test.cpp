@@ -13,6 +13,7 @@
 #include <sqlite3.h>
 
 #include "testsupport/test_support.h"
+#include "testsupport/pathnames.h"
 #include "testsupport/service_process.h"
 
 namespace
@@ -593,4 +594,34 @@ TEST(BrumeService, TheRunScriptStartsAndSeedsALocalServiceOnce)
 	const CommandResult_t second = RunCommand(run);
 	EXPECT_EQ(0, second.exitCode) << second.output;
 	EXPECT_EQ(7, Json(http.Get(("/api/v1/files?shared=1&creator=" + me).c_str()))["total"].GetInt());
+}
+
+// The names of an item's files: the hostile ones refuse the whole upload, the legitimate ones are
+// kept as the rule normalises them.
+TEST(BrumeService, ContentNamesFollowThePathRule)
+{
+	CTempDirectory data;
+	CServiceProcess service;
+	ASSERT_TRUE(service.Start(data.Path()));
+	httplib::Client http("127.0.0.1", service.Port());
+	const uint64_t id = CreateFile(http);
+	for (const PathRuleName_t &name : HostilePathNames())
+	{
+		httplib::MultipartFormDataItems items = {{"meta", R"({"title":"Hostile"})", "", "application/json"},
+			{"content", "x", name.name, "application/octet-stream"}};
+		auto r = http.Post(("/api/v1/files/" + std::to_string(id) + "/update").c_str(), items);
+		ASSERT_TRUE(r) << name.what;
+		EXPECT_EQ(r->status, 400) << name.what;
+	}
+	for (const PathRuleName_t &name : LegitimatePathNames())
+	{
+		auto r = Update(http, id, R"({"title":"Fine"})", name.name, "x");
+		ASSERT_TRUE(r) << name.what;
+		ASSERT_EQ(r->status, 200) << name.what << ": " << r->body;
+		auto details = Json(http.Get(("/api/v1/files/" + std::to_string(id)).c_str()));
+		ASSERT_TRUE(details.IsObject() && details["content"].IsArray() && details["content"].Size() == 1) << name.what;
+		EXPECT_EQ(std::string(details["content"][0]["name"].GetString()), PathRuleLanding(name.name)) << name.what;
+	}
+	auto details = Json(http.Get(("/api/v1/files/" + std::to_string(id)).c_str()));
+	EXPECT_STREQ(details["title"].GetString(), "Fine");
 }

@@ -13,6 +13,8 @@
 
 #include "core/keyvalues3.h"
 #include "core/kv3text.h"
+#include "core/pathutils.h"
+#include "testsupport/pathnames.h"
 #include "testsupport/test_support.h"
 #include "filesystem/filesystem.h"
 
@@ -282,4 +284,35 @@ TEST_F(FileSystemTest, DocumentLoadersReadThroughTheInstalledFileSystem)
 	EXPECT_FALSE(LoadKV3FromFile(&context, &error, "scripts/doc.kv3", "CONTENT", KV3_FORMAT_GENERIC));
 	EXPECT_NE(std::string::npos, error.find("not found in search path \"CONTENT\"")) << error;
 	SetCoreFileSystem(previous);
+}
+
+// A name resolved under a search path stays inside it: the names that climb out, are absolute
+// or otherwise hostile are refused for reading and for writing alike.
+TEST_F(FileSystemTest, NamesUnderASearchPathFollowThePathRule)
+{
+	const std::string game = m_Temp.Path("game/mod/");
+	m_Temp.Write("game/secret.txt", "outside");
+	for (const PathRuleName_t &name : HostilePathNames())
+	{
+		char full[8192];
+		EXPECT_EQ(m_pFS->RelativePathToFullPath(name.name.c_str(), "GAME", full, sizeof(full)), nullptr) << name.what << ": " << full;
+		CUtlString write;
+		if (!V_IsAbsolutePath(name.name)) // an absolute name is the caller's own path for writes
+		{
+			EXPECT_FALSE(m_pFS->GetWritePath(name.name.c_str(), "GAME", write)) << name.what << ": " << write;
+		}
+	}
+	for (const PathRuleName_t &name : LegitimatePathNames())
+	{
+		m_Temp.Write("game/mod/" + PathRuleLanding(name.name), "inside");
+		char full[8192];
+		ASSERT_NE(m_pFS->RelativePathToFullPath(name.name.c_str(), "GAME", full, sizeof(full)), nullptr) << name.what;
+		EXPECT_EQ(std::string(full), game + PathRuleLanding(name.name)) << name.what;
+		EXPECT_EQ(ReadThrough(name.name.c_str(), "GAME"), "inside") << name.what;
+		CUtlString write;
+		ASSERT_TRUE(m_pFS->GetWritePath(name.name.c_str(), "GAME", write)) << name.what;
+		EXPECT_EQ(write, game + PathRuleLanding(name.name)) << name.what;
+	}
+	EXPECT_EQ(ReadThrough("../secret.txt", "GAME"), "<missing>");
+	EXPECT_FALSE(m_pFS->FileExists("../secret.txt", "GAME"));
 }

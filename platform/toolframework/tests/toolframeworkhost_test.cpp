@@ -4,6 +4,7 @@
 #include <string>
 #include <unistd.h>
 
+#include "testsupport/pathnames.h"
 #include "testsupport/test_support.h"
 #include "filesystem/filesystem.h"
 #include "toolframework/toolframework.h"
@@ -254,3 +255,20 @@ TEST_F(ToolFrameworkHostTest, ToolConnectsAndUsesTheServices)
 	EXPECT_EQ(g_pToolFramework, nullptr);
 }
 } // namespace
+
+// "game:" names come from files; they resolve inside the game tree or not at all.
+TEST_F(ToolFrameworkHostTest, ResourceNamesFollowThePathRule)
+{
+	m_Temp.Write("game/secret.txt", "outside");
+	CToolFrameworkHost host;
+	ASSERT_TRUE(host.Init(m_Config, nullptr));
+	IToolFramework *framework = host.Framework();
+	for (const PathRuleName_t &name : HostilePathNames())
+		EXPECT_EQ(framework->ResolveResourcePath(("game:" + name.name).c_str()), "") << name.what;
+	for (const PathRuleName_t &name : LegitimatePathNames())
+	{
+		m_Temp.Write("game/zarn/" + PathRuleLanding(name.name), "inside");
+		EXPECT_EQ(framework->ResolveResourcePath(("game:" + name.name).c_str()), m_Temp.Path("game/zarn/" + PathRuleLanding(name.name)))
+			<< name.what;
+	}
+}
