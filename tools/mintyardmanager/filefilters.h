@@ -9,7 +9,7 @@
 #include "core/kv3transfer.h"
 #include "core/utlstring.h"
 #include "core/utlvector.h"
-#include "mintyardtoolutils/publishedfileinfo.h"
+#include "mintyardtoolutils/core/publishedfileinfo.h"
 
 // The parameters of one search request. A parameter with several values goes out under
 // "name[0]", "name[1]", ... in the order they were added.

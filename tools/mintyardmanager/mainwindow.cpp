@@ -24,7 +24,7 @@
 #include "mintyardmanager/mintyardmanagertool.h"
 #include "mintyardmanager/publishedfilebrowser.h"
 #include "mintyardmanager/publishfiledialog.h"
-#include "mintyardtoolutils/mintyardtemplate.h"
+#include "mintyardtoolutils/core/mintyardtemplate.h"
 #include "bdllib/formatfilesize.h"
 #include <QFileInfo>
 #include "mintyardmanager/resources.h"

@@ -4,7 +4,7 @@
 
 #include <QMainWindow>
 
-#include "mintyardtoolutils/publishedfileinfo.h"
+#include "mintyardtoolutils/core/publishedfileinfo.h"
 #include "toolframework/toolframework.h"
 
 class CMintyardManagerTool;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/logging.h"
+#include "mintyardtoolutils/core/toolmode.h"
 #include "toolframework/toolsystem.h"
 
 class CMainWindow;
@@ -9,22 +10,6 @@ class KeyValues3;
 class CKeyValues3Context;
 
 DECLARE_LOGGING_CHANNEL(LOG_MINTYARD_MANAGER);
-
-// The kind of run, worked out once from the game directory and the command line.
-enum EMintyardToolMode
-{
-	MINTYARD_MODE_ZARN_ADDON = 0,
-	MINTYARD_MODE_ZARN_ITEMS = 1,
-	MINTYARD_MODE_QUERN_ADDON = 2,
-	MINTYARD_MODE_TOLVA_MAP = 3,
-	MINTYARD_MODE_TOLVA_ITEMS = 4,
-};
-
-// Addon modes pack a folder into a BDL; item modes publish a zip made by the import wizard.
-inline bool IsAddonMode(int mode)
-{
-	return mode < 4 && mode != MINTYARD_MODE_ZARN_ITEMS;
-}
 
 // The mode for a game directory name (the last component of the first "MOD" path) and the two
 // command-line flags, in the order of the tests: "-quern_mintyard", the "quern" directory

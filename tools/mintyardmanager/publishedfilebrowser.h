@@ -6,7 +6,7 @@
 #include <QTableView>
 
 #include "brume/brume_api.h"
-#include "mintyardtoolutils/publishedfileinfo.h"
+#include "mintyardtoolutils/core/publishedfileinfo.h"
 
 class QProgressDialog;
 class QTimer;

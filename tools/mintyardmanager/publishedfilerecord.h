@@ -11,7 +11,7 @@
 #include "core/keyvalues3.h"
 #include "core/utlstring.h"
 #include "core/utlvector.h"
-#include "mintyardtoolutils/publishedfileinfo.h"
+#include "mintyardtoolutils/core/publishedfileinfo.h"
 
 bool SavePublishedFileToKV3(const PublishedFileInfo_t &record, KeyValues3 *pDocument, CUtlString *pError = nullptr);
 bool LoadPublishedFileFromKV3(PublishedFileInfo_t &record, const KeyValues3 *pDocument, CUtlString *pError = nullptr);

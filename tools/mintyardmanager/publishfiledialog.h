@@ -12,8 +12,8 @@
 
 #include "brume/brume_api.h"
 #include "mintyardmanager/ugcfilerequest.h"
-#include "mintyardtoolutils/preparedsubmission.h"
-#include "mintyardtoolutils/publishedfileinfo.h"
+#include "mintyardtoolutils/core/preparedsubmission.h"
+#include "mintyardtoolutils/core/publishedfileinfo.h"
 
 class QCheckBox;
 class QComboBox;

@@ -18,7 +18,7 @@
 #include "mintyardmanager/mintyardmanagertool.h"
 #include "mintyardmanager/publishedfilebrowser.h"
 #include "mintyardmanager/publishfiledialog.h"
-#include "mintyardtoolutils/mintyardtemplate.h"
+#include "mintyardtoolutils/core/mintyardtemplate.h"
 #include "toolframework/toolframework.h"
 
 namespace fs = std::filesystem;

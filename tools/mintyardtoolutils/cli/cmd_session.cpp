@@ -17,9 +17,9 @@
 
 #include "core/strtools.h"
 #include "mintyardcommands.h"
-#include "mintyardtoolutils/importmessages.h"
-#include "mintyardtoolutils/importsession.h"
-#include "mintyardtoolutils/sessionfile.h"
+#include "mintyardtoolutils/core/importmessages.h"
+#include "mintyardtoolutils/core/importsession.h"
+#include "mintyardtoolutils/core/sessionfile.h"
 #include "toolframework/localize.h"
 #include "toolframework/toolframework.h"
 

@@ -5,9 +5,9 @@
 
 #include "core/strtools.h"
 #include "mintyardcommands.h"
-#include "mintyardtoolutils/gamedata.h"
-#include "mintyardtoolutils/importmessages.h"
-#include "mintyardtoolutils/templatecatalogue.h"
+#include "mintyardtoolutils/core/gamedata.h"
+#include "mintyardtoolutils/core/importmessages.h"
+#include "mintyardtoolutils/core/templatecatalogue.h"
 #include "toolframework/localize.h"
 #include "toolframework/toolframework.h"
 
