@@ -24,6 +24,7 @@
 
 #define BRUME_API_BUILDING
 #include "brume/brume_api.h"
+#include "brume/brumewire.h"
 #include "core/logging.h"
 #include "core/pathutils.h"
 #include "core/strtools.h"
@@ -44,6 +45,31 @@ bool ParseAddress(const CUtlString &address, CUtlString &host, int &port)
 	host = address.substr(0, colon);
 	port = atoi(address.c_str() + colon + 1);
 	return port > 0 && port < 65536;
+}
+
+// The client's result codes are the service's answers as they come.
+static_assert(k_EResultOK == (int)BRUME_RESULT_OK && k_EResultFail == (int)BRUME_RESULT_FAIL &&
+	k_EResultInvalidParam == (int)BRUME_RESULT_INVALID_PARAM && k_EResultFileNotFound == (int)BRUME_RESULT_FILE_NOT_FOUND &&
+	k_EResultAccessDenied == (int)BRUME_RESULT_ACCESS_DENIED);
+
+std::string FileRoute(uint64 id)
+{
+	return std::string(BRUME_ROUTE_FILES) + "/" + std::to_string(id);
+}
+
+std::string UgcRoute(uint64 handle)
+{
+	return std::string(BRUME_ROUTE_UGC) + "/" + std::to_string(handle);
+}
+
+// A page of 50 of an account's files, or of the files it shares (its own and those it
+// contributes to).
+std::string ListingQuery(uint64 creator, bool bShared, uint32 start)
+{
+	std::string query = std::string(BRUME_PARAM_CREATOR) + "=" + std::to_string(creator);
+	if (bShared)
+		query += std::string("&") + BRUME_PARAM_SHARED + "=1";
+	return query + "&" + BRUME_PARAM_START + "=" + std::to_string(start) + "&" + BRUME_PARAM_COUNT + "=50";
 }
 
 template <size_t N>
@@ -193,7 +219,7 @@ public:
 		const httplib::MultipartFormDataProviderItems *pFiles = nullptr)
 	{
 		Answer_t answer;
-		httplib::Headers headers = {{"X-Brume-Account", std::to_string(m_ulBrumeID)}};
+		httplib::Headers headers = {{BRUME_HEADER_ACCOUNT, std::to_string(m_ulBrumeID)}};
 		httplib::Result result{nullptr, httplib::Error::Unknown};
 		const std::string m = method;
 		if (m == "GET")
@@ -220,8 +246,8 @@ public:
 		if (bJson)
 		{
 			answer.m_Json.Parse(answer.m_sBody.c_str(), answer.m_sBody.size());
-			if (!answer.m_Json.HasParseError() && answer.m_Json.IsObject() && answer.m_Json.HasMember("result") && answer.m_Json["result"].IsInt())
-				answer.m_eResult = (EResult)answer.m_Json["result"].GetInt();
+			if (!answer.m_Json.HasParseError() && answer.m_Json.IsObject() && answer.m_Json.HasMember(BRUME_JSON_RESULT) && answer.m_Json[BRUME_JSON_RESULT].IsInt())
+				answer.m_eResult = (EResult)answer.m_Json[BRUME_JSON_RESULT].GetInt();
 			else
 				answer.m_eResult = k_EResultFail;
 		}
@@ -325,13 +351,13 @@ public:
 	{
 		return Post([this, query](httplib::Client &http, BrumeAPICall_t hCall) {
 			P result{};
-			Answer_t a = Request(http, "GET", "/api/v1/files?" + query);
+			Answer_t a = Request(http, "GET", std::string(BRUME_ROUTE_FILES) + "?" + query);
 			result.m_eResult = a.m_eResult;
 			if (!a.m_bIOFailure && a.m_eResult == k_EResultOK)
 			{
-				result.m_nTotalResultCount = (int32)U64(a.m_Json, "total");
-				if (a.m_Json.HasMember("ids") && a.m_Json["ids"].IsArray())
-					for (const auto &id : a.m_Json["ids"].GetArray())
+				result.m_nTotalResultCount = (int32)U64(a.m_Json, BRUME_JSON_TOTAL);
+				if (a.m_Json.HasMember(BRUME_JSON_IDS) && a.m_Json[BRUME_JSON_IDS].IsArray())
+					for (const auto &id : a.m_Json[BRUME_JSON_IDS].GetArray())
 						if (id.IsUint64() && result.m_nResultsReturned < k_nEnumeratePublishedFilesMaxResults)
 							result.m_rgPublishedFileId[result.m_nResultsReturned++] = id.GetUint64();
 			}
@@ -341,61 +367,60 @@ public:
 
 	BrumeAPICall_t EnumerateUserPublishedFiles(uint32 unStartIndex) override
 	{
-		return Enumerate<RemoteStorageEnumerateUserPublishedFilesResult_t>(
-			"creator=" + std::to_string(m_ulBrumeID) + "&start=" + std::to_string(unStartIndex) + "&count=50");
+		return Enumerate<RemoteStorageEnumerateUserPublishedFilesResult_t>(ListingQuery(m_ulBrumeID, false, unStartIndex));
 	}
 
 	BrumeAPICall_t EnumerateUserSharedMintyardFiles(BrumeID_t brumeId, uint32 unStartIndex, const BrumeParamStringArray_t *pRequiredTags,
 		const BrumeParamStringArray_t *pExcludedTags) override
 	{
 		// The files the account made and those it contributes to.
-		std::string query = "creator=" + std::to_string(brumeId) + "&shared=1&start=" + std::to_string(unStartIndex) + "&count=50";
+		std::string query = ListingQuery(brumeId, true, unStartIndex);
 		auto add = [&query](const char *key, const BrumeParamStringArray_t *pTags) {
 			for (int32 i = 0; pTags && pTags->m_ppStrings && i < pTags->m_nNumStrings; ++i)
 				if (pTags->m_ppStrings[i])
 					query += std::string("&") + key + "=" + httplib::detail::encode_query_param(pTags->m_ppStrings[i]);
 		};
-		add("required", pRequiredTags);
-		add("excluded", pExcludedTags);
+		add(BRUME_PARAM_REQUIRED, pRequiredTags);
+		add(BRUME_PARAM_EXCLUDED, pExcludedTags);
 		return Enumerate<RemoteStorageEnumerateUserSharedMintyardFilesResult_t>(query);
 	}
 
 	void FillDetails(const rapidjson::Value &j, RemoteStorageGetPublishedFileDetailsResult_t &r)
 	{
-		r.m_nCreatorAppID = r.m_nConsumerAppID = (AppId_t)U64(j, "app_id");
-		CopyText(r.m_rgchTitle, Str(j, "title"));
-		CopyText(r.m_rgchDescription, Str(j, "file_description"));
-		r.m_hFile = U64(j, "hcontent_file");
-		r.m_hPreviewFile = U64(j, "hcontent_preview");
+		r.m_nCreatorAppID = r.m_nConsumerAppID = (AppId_t)U64(j, BRUME_JSON_APP_ID);
+		CopyText(r.m_rgchTitle, Str(j, BRUME_JSON_TITLE));
+		CopyText(r.m_rgchDescription, Str(j, BRUME_JSON_FILE_DESCRIPTION));
+		r.m_hFile = U64(j, BRUME_JSON_HCONTENT_FILE);
+		r.m_hPreviewFile = U64(j, BRUME_JSON_HCONTENT_PREVIEW);
 		if (!r.m_hFile)
 			r.m_hFile = k_UGCHandleInvalid;
 		if (!r.m_hPreviewFile)
 			r.m_hPreviewFile = k_UGCHandleInvalid;
-		r.m_ulBrumeIDOwner = U64(j, "creator");
-		r.m_rtimeCreated = (RTime32)U64(j, "time_created");
-		r.m_rtimeUpdated = (RTime32)U64(j, "time_updated");
-		r.m_eVisibility = (ERemoteStoragePublishedFileVisibility)I64(j, "visibility");
-		r.m_bBanned = j.HasMember("banned") && j["banned"].IsBool() && j["banned"].GetBool();
-		r.m_bAcceptedForUse = j.HasMember("mintyard_accepted") && j["mintyard_accepted"].IsBool() && j["mintyard_accepted"].GetBool();
+		r.m_ulBrumeIDOwner = U64(j, BRUME_JSON_CREATOR);
+		r.m_rtimeCreated = (RTime32)U64(j, BRUME_JSON_TIME_CREATED);
+		r.m_rtimeUpdated = (RTime32)U64(j, BRUME_JSON_TIME_UPDATED);
+		r.m_eVisibility = (ERemoteStoragePublishedFileVisibility)I64(j, BRUME_JSON_VISIBILITY);
+		r.m_bBanned = j.HasMember(BRUME_JSON_BANNED) && j[BRUME_JSON_BANNED].IsBool() && j[BRUME_JSON_BANNED].GetBool();
+		r.m_bAcceptedForUse = j.HasMember(BRUME_JSON_MINTYARD_ACCEPTED) && j[BRUME_JSON_MINTYARD_ACCEPTED].IsBool() && j[BRUME_JSON_MINTYARD_ACCEPTED].GetBool();
 		std::string tags;
-		if (j.HasMember("tags") && j["tags"].IsArray())
-			for (const auto &t : j["tags"].GetArray())
+		if (j.HasMember(BRUME_JSON_TAGS) && j[BRUME_JSON_TAGS].IsArray())
+			for (const auto &t : j[BRUME_JSON_TAGS].GetArray())
 				if (t.IsString())
 					tags += (tags.empty() ? "" : ",") + std::string(t.GetString());
 		r.m_bTagsTruncated = tags.size() >= sizeof(r.m_rgchTags);
 		CopyText(r.m_rgchTags, tags);
-		CopyText(r.m_pchFileName, Str(j, "filename"));
-		r.m_nFileSize = (int32)std::min<int64>(I64(j, "file_size"), INT32_MAX);
-		r.m_nPreviewFileSize = (int32)std::min<int64>(I64(j, "preview_file_size"), INT32_MAX);
-		const std::string preview = Str(j, "preview_url");
+		CopyText(r.m_pchFileName, Str(j, BRUME_JSON_FILENAME));
+		r.m_nFileSize = (int32)std::min<int64>(I64(j, BRUME_JSON_FILE_SIZE), INT32_MAX);
+		r.m_nPreviewFileSize = (int32)std::min<int64>(I64(j, BRUME_JSON_PREVIEW_FILE_SIZE), INT32_MAX);
+		const std::string preview = Str(j, BRUME_JSON_PREVIEW_URL);
 		CopyText(r.m_rgchURL, preview.empty() ? preview : "http://" + std::string(m_Address) + preview);
-		r.m_eFileType = (int32)I64(j, "file_type");
-		if (j.HasMember("vote_data") && j["vote_data"].IsObject())
+		r.m_eFileType = (int32)I64(j, BRUME_JSON_FILE_TYPE);
+		if (j.HasMember(BRUME_JSON_VOTE_DATA) && j[BRUME_JSON_VOTE_DATA].IsObject())
 		{
-			const rapidjson::Value &v = j["vote_data"];
-			r.m_nVotesUp = (uint32)U64(v, "votes_up");
-			r.m_nVotesDown = (uint32)U64(v, "votes_down");
-			r.m_flScore = v.HasMember("score") && v["score"].IsNumber() ? (float)v["score"].GetDouble() : 0.0f;
+			const rapidjson::Value &v = j[BRUME_JSON_VOTE_DATA];
+			r.m_nVotesUp = (uint32)U64(v, BRUME_JSON_VOTES_UP);
+			r.m_nVotesDown = (uint32)U64(v, BRUME_JSON_VOTES_DOWN);
+			r.m_flScore = v.HasMember(BRUME_JSON_SCORE) && v[BRUME_JSON_SCORE].IsNumber() ? (float)v[BRUME_JSON_SCORE].GetDouble() : 0.0f;
 		}
 	}
 
@@ -416,7 +441,7 @@ public:
 			}
 			*result = RemoteStorageGetPublishedFileDetailsResult_t{};
 			result->m_nPublishedFileId = id;
-			Answer_t a = Request(http, "GET", "/api/v1/files/" + std::to_string(id));
+			Answer_t a = Request(http, "GET", FileRoute(id));
 			result->m_eResult = a.m_eResult;
 			if (!a.m_bIOFailure && a.m_eResult == k_EResultOK)
 			{
@@ -424,7 +449,7 @@ public:
 				std::lock_guard<std::mutex> lock(m_CacheMutex);
 				// Kept as it is when unchanged, so that names handed out earlier stay valid.
 				std::string &persona = m_Personas[result->m_ulBrumeIDOwner];
-				const std::string fresh = Str(a.m_Json, "creator_persona");
+				const std::string fresh = Str(a.m_Json, BRUME_JSON_CREATOR_PERSONA);
 				if (persona != fresh)
 					persona = fresh;
 				m_Details[id] = {now, *result};
@@ -443,7 +468,7 @@ public:
 		return Post([this, id](httplib::Client &http, BrumeAPICall_t hCall) {
 			RemoteStorageDeletePublishedFileResult_t result{};
 			result.m_nPublishedFileId = id;
-			Answer_t a = Request(http, "DELETE", "/api/v1/files/" + std::to_string(id));
+			Answer_t a = Request(http, "DELETE", FileRoute(id));
 			result.m_eResult = a.m_eResult;
 			if (!a.m_bIOFailure && a.m_eResult == k_EResultOK)
 			{
@@ -461,7 +486,7 @@ public:
 		return Post([this, hContent](httplib::Client &http, BrumeAPICall_t hCall) {
 			RemoteStorageDownloadUGCResult_t result{};
 			result.m_hFile = hContent;
-			Answer_t a = Request(http, "GET", "/api/v1/ugc/" + std::to_string(hContent));
+			Answer_t a = Request(http, "GET", UgcRoute(hContent));
 			result.m_eResult = a.m_eResult;
 			if (!a.m_bIOFailure && a.m_nStatus == 200)
 			{
@@ -470,9 +495,9 @@ public:
 					return it != a.m_Headers.end() ? it->second : std::string();
 				};
 				DownloadedBlob_t blob;
-				blob.m_sName = header("X-Brume-File-Name");
-				blob.m_nAppID = (AppId_t)strtoul(header("X-Brume-App-Id").c_str(), nullptr, 10);
-				blob.m_ulOwner = strtoull(header("X-Brume-Owner").c_str(), nullptr, 10);
+				blob.m_sName = header(BRUME_HEADER_FILE_NAME);
+				blob.m_nAppID = (AppId_t)strtoul(header(BRUME_HEADER_APP_ID).c_str(), nullptr, 10);
+				blob.m_ulOwner = strtoull(header(BRUME_HEADER_OWNER).c_str(), nullptr, 10);
 				blob.m_sBytes = std::move(a.m_sBody);
 				result.m_nAppID = blob.m_nAppID;
 				result.m_ulBrumeIDOwner = blob.m_ulOwner;
@@ -526,10 +551,10 @@ public:
 		return Post([this, nConsumerAppId, eFileType](httplib::Client &http, BrumeAPICall_t hCall) {
 			CreateItemResult_t result{};
 			const std::string body = "{\"app_id\":" + std::to_string(nConsumerAppId) + ",\"file_type\":" + std::to_string(eFileType) + "}";
-			Answer_t a = Request(http, "POST", "/api/v1/files", body);
+			Answer_t a = Request(http, "POST", BRUME_ROUTE_FILES, body);
 			result.m_eResult = a.m_eResult;
 			if (!a.m_bIOFailure && a.m_eResult == k_EResultOK)
-				result.m_nPublishedFileId = U64(a.m_Json, "publishedfileid");
+				result.m_nPublishedFileId = U64(a.m_Json, BRUME_JSON_PUBLISHEDFILEID);
 			Deliver(hCall, result, a.m_bIOFailure);
 		});
 	}
@@ -671,14 +696,14 @@ public:
 			rapidjson::Writer<rapidjson::StringBuffer> w(buffer);
 			w.StartObject();
 			if (update.m_sTitle)
-				w.Key("title"), w.String(update.m_sTitle->c_str());
+				w.Key(BRUME_JSON_TITLE), w.String(update.m_sTitle->c_str());
 			if (update.m_sDescription)
-				w.Key("file_description"), w.String(update.m_sDescription->c_str());
+				w.Key(BRUME_JSON_FILE_DESCRIPTION), w.String(update.m_sDescription->c_str());
 			if (update.m_eVisibility)
-				w.Key("visibility"), w.Int(*update.m_eVisibility);
+				w.Key(BRUME_JSON_VISIBILITY), w.Int(*update.m_eVisibility);
 			if (update.m_vecTags)
 			{
-				w.Key("tags");
+				w.Key(BRUME_JSON_TAGS);
 				w.StartArray();
 				for (const std::string &t : *update.m_vecTags)
 					w.String(t.c_str());
@@ -686,24 +711,24 @@ public:
 			}
 			if (!update.m_vecKeyValueTags.empty())
 			{
-				w.Key("kvtags");
+				w.Key(BRUME_JSON_KVTAGS);
 				w.StartArray();
 				for (const auto &[k, v] : update.m_vecKeyValueTags)
 				{
 					w.StartObject();
-					w.Key("key"), w.String(k.c_str());
-					w.Key("value"), w.String(v.c_str());
+					w.Key(BRUME_JSON_KEY), w.String(k.c_str());
+					w.Key(BRUME_JSON_VALUE), w.String(v.c_str());
 					w.EndObject();
 				}
 				w.EndArray();
 			}
-			w.Key("change_note"), w.String(note.c_str());
+			w.Key(BRUME_JSON_CHANGE_NOTE), w.String(note.c_str());
 			if (update.m_sContentFolder)
-				w.Key("set_content"), w.Bool(true);
+				w.Key(BRUME_JSON_SET_CONTENT), w.Bool(true);
 			w.EndObject();
 
 			httplib::MultipartFormDataItems items;
-			items.push_back({"meta", buffer.GetString(), "", "application/json"});
+			items.push_back({BRUME_PART_META, buffer.GetString(), "", "application/json"});
 			httplib::MultipartFormDataProviderItems files;
 			std::vector<std::string> content; // paths inside the content folder
 			const fs::path root(update.m_sContentFolder ? *update.m_sContentFolder : std::string());
@@ -721,7 +746,7 @@ public:
 					if (!it->is_regular_file(ec))
 						continue;
 					const std::string relative = fs::relative(it->path(), root, ec).generic_string();
-					if (!FilePart("content", it->path(), relative, files))
+					if (!FilePart(BRUME_PART_CONTENT, it->path(), relative, files))
 					{
 						Log_Warning(LOG_BRUME, "Brume: cannot read %s\n", it->path().c_str());
 						Deliver(hCall, result, false);
@@ -730,13 +755,13 @@ public:
 					content.push_back(relative);
 				}
 			}
-			if (update.m_sPreviewFile && !FilePart("preview", *update.m_sPreviewFile, fs::path(*update.m_sPreviewFile).filename().string(), files))
+			if (update.m_sPreviewFile && !FilePart(BRUME_PART_PREVIEW, *update.m_sPreviewFile, fs::path(*update.m_sPreviewFile).filename().string(), files))
 			{
 				Log_Warning(LOG_BRUME, "Brume: cannot read the preview %s\n", update.m_sPreviewFile->c_str());
 				Deliver(hCall, result, false);
 				return;
 			}
-			Answer_t a = Request(http, "POST", "/api/v1/files/" + std::to_string(update.m_nPublishedFileId) + "/update", "", "", &items, &files);
+			Answer_t a = Request(http, "POST", FileRoute(update.m_nPublishedFileId) + BRUME_ROUTE_UPDATE_SUFFIX, "", "", &items, &files);
 			result.m_eResult = a.m_eResult;
 			{
 				std::lock_guard<std::mutex> lock(m_CacheMutex);
@@ -787,28 +812,28 @@ public:
 		if (id == 0 || id == ~0ull)
 			return false;
 		return Post([this, id](httplib::Client &http, BrumeAPICall_t) {
-			Answer_t details = Request(http, "GET", "/api/v1/files/" + std::to_string(id));
-			if (details.m_bIOFailure || details.m_eResult != k_EResultOK || !details.m_Json.HasMember("content") || !details.m_Json["content"].IsArray())
+			Answer_t details = Request(http, "GET", FileRoute(id));
+			if (details.m_bIOFailure || details.m_eResult != k_EResultOK || !details.m_Json.HasMember(BRUME_JSON_CONTENT) || !details.m_Json[BRUME_JSON_CONTENT].IsArray())
 				return;
-			const rapidjson::Value &entries = details.m_Json["content"];
+			const rapidjson::Value &entries = details.m_Json[BRUME_JSON_CONTENT];
 			for (const auto &entry : entries.GetArray())
 			{
-				const std::string name = entry.IsObject() ? Str(entry, "name") : std::string();
+				const std::string name = entry.IsObject() ? Str(entry, BRUME_JSON_NAME) : std::string();
 				if (!V_IsSafeRelativePath(name))
 					return;
 			}
 			// Each file goes from the answer straight to its place in the fresh folder.
-			Install((AppId_t)U64(details.m_Json, "app_id"), id, [&](const fs::path &fresh) {
-				const httplib::Headers headers = {{"X-Brume-Account", std::to_string(m_ulBrumeID)}};
+			Install((AppId_t)U64(details.m_Json, BRUME_JSON_APP_ID), id, [&](const fs::path &fresh) {
+				const httplib::Headers headers = {{BRUME_HEADER_ACCOUNT, std::to_string(m_ulBrumeID)}};
 				for (const auto &entry : entries.GetArray())
 				{
 					CUtlString joined;
-					V_JoinInside(fresh.string(), Str(entry, "name"), joined); // checked above
+					V_JoinInside(fresh.string(), Str(entry, BRUME_JSON_NAME), joined); // checked above
 					const fs::path target(joined);
 					std::error_code ec;
 					fs::create_directories(target.parent_path(), ec);
 					std::ofstream out(target, std::ios::binary);
-					auto r = http.Get(("/api/v1/ugc/" + std::to_string(U64(entry, "handle"))).c_str(), headers,
+					auto r = http.Get(UgcRoute(U64(entry, BRUME_JSON_HANDLE)).c_str(), headers,
 						[&](const char *data, size_t size) { return (bool)out.write(data, (std::streamsize)size); });
 					out.close();
 					if (!r || r->status != 200 || !out)
@@ -865,11 +890,11 @@ BRUME_API bool BrumeAPI_Init()
 	// The account this client acts for: BRUME_ACCOUNT (a decimal 64-bit id) or the service's own.
 	httplib::Headers headers;
 	if (const char *account = getenv("BRUME_ACCOUNT"); account && *account)
-		headers.emplace("X-Brume-Account", account);
+		headers.emplace(BRUME_HEADER_ACCOUNT, account);
 	httplib::Client http(client->m_Host, client->m_nPort);
 	http.set_connection_timeout(1, 500000);
 	http.set_read_timeout(3, 0);
-	auto response = http.Get("/api/v1/status", headers);
+	auto response = http.Get(BRUME_ROUTE_STATUS, headers);
 	if (!response || response->status != 200)
 	{
 		Log_Msg(LOG_BRUME, "Brume: no content service answers at %s\n", address.c_str());
@@ -877,20 +902,20 @@ BRUME_API bool BrumeAPI_Init()
 	}
 	rapidjson::Document status;
 	status.Parse(response->body.c_str(), response->body.size());
-	if (status.HasParseError() || !status.IsObject() || !status.HasMember("service") || !status["service"].IsString() ||
-		std::string(status["service"].GetString()) != "mintyard")
+	if (status.HasParseError() || !status.IsObject() || !status.HasMember(BRUME_JSON_SERVICE) || !status[BRUME_JSON_SERVICE].IsString() ||
+		std::string(status[BRUME_JSON_SERVICE].GetString()) != BRUME_SERVICE_NAME)
 	{
 		Log_Warning(LOG_BRUME, "Brume: the service at %s is no Mintyard content service\n", address.c_str());
 		return false;
 	}
-	if (status.HasMember("appid") && status["appid"].IsUint())
-		client->m_nAppID = status["appid"].GetUint();
-	if (status.HasMember("universe") && status["universe"].IsInt())
-		client->m_eUniverse = (EUniverse)status["universe"].GetInt();
-	if (status.HasMember("account") && status["account"].IsUint64())
-		client->m_ulBrumeID = status["account"].GetUint64();
-	if (status.HasMember("persona") && status["persona"].IsString())
-		client->m_sPersona = status["persona"].GetString();
+	if (status.HasMember(BRUME_JSON_APPID) && status[BRUME_JSON_APPID].IsUint())
+		client->m_nAppID = status[BRUME_JSON_APPID].GetUint();
+	if (status.HasMember(BRUME_JSON_UNIVERSE) && status[BRUME_JSON_UNIVERSE].IsInt())
+		client->m_eUniverse = (EUniverse)status[BRUME_JSON_UNIVERSE].GetInt();
+	if (status.HasMember(BRUME_JSON_ACCOUNT) && status[BRUME_JSON_ACCOUNT].IsUint64())
+		client->m_ulBrumeID = status[BRUME_JSON_ACCOUNT].GetUint64();
+	if (status.HasMember(BRUME_JSON_PERSONA) && status[BRUME_JSON_PERSONA].IsString())
+		client->m_sPersona = status[BRUME_JSON_PERSONA].GetString();
 	client->m_Address = address;
 	client->m_sDataDir = ClientDataDir();
 	client->StartWorker();

@@ -165,7 +165,8 @@ public:
 	bool Init(const ToolFrameworkConfig_t &config, CUtlString *pError);
 
 	// The factory to hand to tools: every service of this file, the file system and the cvar
-	// system by their interface names.
+	// system by their interface names, then the services platform libraries registered
+	// (platformservices.h), which are found even before a host is initialised.
 	static void *Factory(const char *name, int *returnCode);
 
 	IFileSystem *FileSystem();

@@ -11,6 +11,7 @@
 #include "core/pathutils.h"
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
+#include "toolframework/platformservices.h"
 #include "toolframework/toolservices.h"
 
 namespace
@@ -178,6 +179,9 @@ void *CToolFrameworkHost::Factory(const char *name, int *returnCode)
 		else if (strcmp(name, LOCALIZE_INTERFACE_VERSION) == 0)
 			object = Localize();
 	}
+	// Then what the platform's libraries registered themselves.
+	if (!object && name)
+		object = PlatformInterface_Create(name, nullptr);
 	if (returnCode)
 		*returnCode = object ? IFACE_OK : IFACE_FAILED;
 	return object;

@@ -155,10 +155,10 @@ private:
 		rapidjson::StringBuffer buffer;
 		CJsonWriter w(buffer);
 		w.StartObject();
-		w.Key("result"); w.Int(BRUME_RESULT_OK);
-		w.Key("start"); w.Uint(start);
-		w.Key("total"); w.Uint(total);
-		w.Key("ids");
+		w.Key(BRUME_JSON_RESULT); w.Int(BRUME_RESULT_OK);
+		w.Key(BRUME_JSON_START); w.Uint(start);
+		w.Key(BRUME_JSON_TOTAL); w.Uint(total);
+		w.Key(BRUME_JSON_IDS);
 		w.StartArray();
 		for (uint64 id : ids)
 			w.Uint64(id);
@@ -172,16 +172,16 @@ private:
 		rapidjson::StringBuffer buffer;
 		CJsonWriter w(buffer);
 		w.StartObject();
-		w.Key("result");
+		w.Key(BRUME_JSON_RESULT);
 		w.Int(result);
 		if (id)
 		{
-			w.Key("publishedfileid");
+			w.Key(BRUME_JSON_PUBLISHEDFILEID);
 			w.Uint64(id);
 		}
 		if (message)
 		{
-			w.Key("message");
+			w.Key(BRUME_JSON_MESSAGE);
 			w.String(message);
 		}
 		w.EndObject();
@@ -205,12 +205,12 @@ private:
 	uint64 Caller(const httplib::Request &req)
 	{
 		uint64 id = 0;
-		if (!req.has_header("X-Brume-Account") || !ParseU64(req.get_header_value("X-Brume-Account"), id) || id == 0)
+		if (!req.has_header(BRUME_HEADER_ACCOUNT) || !ParseU64(req.get_header_value(BRUME_HEADER_ACCOUNT), id) || id == 0)
 			return m_ulDefaultAccount;
 		BrumeAccount_t account;
 		if (!m_Store.GetAccount(id, account))
 		{
-			std::string persona = req.get_header_value("X-Brume-Persona");
+			std::string persona = req.get_header_value(BRUME_HEADER_PERSONA);
 			if (persona.empty())
 				persona = CBrumeStore::DefaultPersona(id);
 			m_Store.EnsureAccount(id, persona);
@@ -258,7 +258,7 @@ private:
 	// Fault injection: every API request but the status waits, and a share of them fails.
 	httplib::Server::HandlerResponse Inject(const httplib::Request &req, httplib::Response &res)
 	{
-		if (req.path.rfind("/api/v1/", 0) != 0 || req.path == "/api/v1/status")
+		if (req.path.rfind("/api/v1/", 0) != 0 || req.path == BRUME_ROUTE_STATUS)
 			return httplib::Server::HandlerResponse::Unhandled;
 		if (m_Options.m_nDelayMs > 0)
 			std::this_thread::sleep_for(std::chrono::milliseconds(m_Options.m_nDelayMs));
@@ -283,66 +283,66 @@ private:
 		BrumeAccount_t creator;
 		m_Store.GetAccount(f.m_ulCreator, creator);
 		w.StartObject();
-		w.Key("result"); w.Int(BRUME_RESULT_OK);
-		w.Key("publishedfileid"); w.Uint64(f.m_nPublishedFileId);
-		w.Key("creator"); w.Uint64(f.m_ulCreator);
-		w.Key("creator_persona"); w.String(creator.m_sPersona.c_str());
-		w.Key("app_id"); w.Uint(f.m_nAppID);
-		w.Key("title"); w.String(f.m_sTitle.c_str(), (rapidjson::SizeType)f.m_sTitle.size());
-		w.Key("file_description"); w.String(f.m_sDescription.c_str(), (rapidjson::SizeType)f.m_sDescription.size());
-		w.Key("visibility"); w.Int(f.m_eVisibility);
-		w.Key("file_type"); w.Int(f.m_eFileType);
-		w.Key("time_created"); w.Uint(f.m_rtimeCreated);
-		w.Key("time_updated"); w.Uint(f.m_rtimeUpdated);
-		w.Key("hcontent_file"); w.Uint64(f.m_hFile);
-		w.Key("filename"); w.String(f.m_sFileName.c_str());
-		w.Key("file_size"); w.Int64(f.m_nFileSize);
-		w.Key("hcontent_preview"); w.Uint64(f.m_hPreviewFile);
-		w.Key("preview_file_size"); w.Int64(f.m_nPreviewFileSize);
-		const std::string previewUrl = f.m_hPreviewFile ? "/api/v1/ugc/" + std::to_string(f.m_hPreviewFile) : std::string();
-		w.Key("preview_url"); w.String(previewUrl.c_str());
-		w.Key("banned"); w.Bool(f.m_bBanned);
-		w.Key("mintyard_accepted"); w.Bool(f.m_bAccepted);
-		w.Key("tags");
+		w.Key(BRUME_JSON_RESULT); w.Int(BRUME_RESULT_OK);
+		w.Key(BRUME_JSON_PUBLISHEDFILEID); w.Uint64(f.m_nPublishedFileId);
+		w.Key(BRUME_JSON_CREATOR); w.Uint64(f.m_ulCreator);
+		w.Key(BRUME_JSON_CREATOR_PERSONA); w.String(creator.m_sPersona.c_str());
+		w.Key(BRUME_JSON_APP_ID); w.Uint(f.m_nAppID);
+		w.Key(BRUME_JSON_TITLE); w.String(f.m_sTitle.c_str(), (rapidjson::SizeType)f.m_sTitle.size());
+		w.Key(BRUME_JSON_FILE_DESCRIPTION); w.String(f.m_sDescription.c_str(), (rapidjson::SizeType)f.m_sDescription.size());
+		w.Key(BRUME_JSON_VISIBILITY); w.Int(f.m_eVisibility);
+		w.Key(BRUME_JSON_FILE_TYPE); w.Int(f.m_eFileType);
+		w.Key(BRUME_JSON_TIME_CREATED); w.Uint(f.m_rtimeCreated);
+		w.Key(BRUME_JSON_TIME_UPDATED); w.Uint(f.m_rtimeUpdated);
+		w.Key(BRUME_JSON_HCONTENT_FILE); w.Uint64(f.m_hFile);
+		w.Key(BRUME_JSON_FILENAME); w.String(f.m_sFileName.c_str());
+		w.Key(BRUME_JSON_FILE_SIZE); w.Int64(f.m_nFileSize);
+		w.Key(BRUME_JSON_HCONTENT_PREVIEW); w.Uint64(f.m_hPreviewFile);
+		w.Key(BRUME_JSON_PREVIEW_FILE_SIZE); w.Int64(f.m_nPreviewFileSize);
+		const std::string previewUrl = f.m_hPreviewFile ? std::string(BRUME_ROUTE_UGC) + "/" + std::to_string(f.m_hPreviewFile) : std::string();
+		w.Key(BRUME_JSON_PREVIEW_URL); w.String(previewUrl.c_str());
+		w.Key(BRUME_JSON_BANNED); w.Bool(f.m_bBanned);
+		w.Key(BRUME_JSON_MINTYARD_ACCEPTED); w.Bool(f.m_bAccepted);
+		w.Key(BRUME_JSON_TAGS);
 		w.StartArray();
 		for (const std::string &t : f.m_vecTags)
 			w.String(t.c_str(), (rapidjson::SizeType)t.size());
 		w.EndArray();
-		w.Key("kvtags");
+		w.Key(BRUME_JSON_KVTAGS);
 		w.StartArray();
 		for (const auto &[k, v] : f.m_vecKeyValueTags)
 		{
 			w.StartObject();
-			w.Key("key"); w.String(k.c_str());
-			w.Key("value"); w.String(v.c_str());
+			w.Key(BRUME_JSON_KEY); w.String(k.c_str());
+			w.Key(BRUME_JSON_VALUE); w.String(v.c_str());
 			w.EndObject();
 		}
 		w.EndArray();
-		w.Key("children");
+		w.Key(BRUME_JSON_CHILDREN);
 		w.StartArray();
 		for (uint64 c : f.m_vecChildren)
 			w.Uint64(c);
 		w.EndArray();
-		w.Key("contributors");
+		w.Key(BRUME_JSON_CONTRIBUTORS);
 		w.StartArray();
 		for (uint64 c : f.m_vecContributors)
 			w.Uint64(c);
 		w.EndArray();
-		w.Key("vote_data");
+		w.Key(BRUME_JSON_VOTE_DATA);
 		w.StartObject();
 		const uint32 votes = f.m_nVotesUp + f.m_nVotesDown;
-		w.Key("score"); w.Double(votes ? (double)f.m_nVotesUp / votes : 0.0);
-		w.Key("votes_up"); w.Uint(f.m_nVotesUp);
-		w.Key("votes_down"); w.Uint(f.m_nVotesDown);
+		w.Key(BRUME_JSON_SCORE); w.Double(votes ? (double)f.m_nVotesUp / votes : 0.0);
+		w.Key(BRUME_JSON_VOTES_UP); w.Uint(f.m_nVotesUp);
+		w.Key(BRUME_JSON_VOTES_DOWN); w.Uint(f.m_nVotesDown);
 		w.EndObject();
-		w.Key("content");
+		w.Key(BRUME_JSON_CONTENT);
 		w.StartArray();
 		for (const BrumeBlob_t &b : f.m_vecContent)
 		{
 			w.StartObject();
-			w.Key("name"); w.String(b.m_sName.c_str());
-			w.Key("handle"); w.Uint64(b.m_hHandle);
-			w.Key("size"); w.Int64(b.m_nSize);
+			w.Key(BRUME_JSON_NAME); w.String(b.m_sName.c_str());
+			w.Key(BRUME_JSON_HANDLE); w.Uint64(b.m_hHandle);
+			w.Key(BRUME_JSON_SIZE); w.Int64(b.m_nSize);
 			w.EndObject();
 		}
 		w.EndArray();
@@ -438,11 +438,11 @@ private:
 		{
 			bRead = reader(
 				[&](const httplib::MultipartFormData &part) {
-					bMetaPart = part.name == "meta";
+					bMetaPart = part.name == BRUME_PART_META;
 					current = nullptr;
-					if (part.name != "content" && part.name != "preview")
+					if (part.name != BRUME_PART_CONTENT && part.name != BRUME_PART_PREVIEW)
 						return true;
-					const bool bContent = part.name == "content";
+					const bool bContent = part.name == BRUME_PART_CONTENT;
 					// A content file keeps its path inside the item's folder, a preview only its name.
 					const std::string given = bContent ? part.filename : part.filename.substr(part.filename.find_last_of("/\\") + 1);
 					CUtlString name;
@@ -493,39 +493,39 @@ private:
 		meta.Parse(metaText.c_str(), metaText.size());
 		if (meta.HasParseError() || !meta.IsObject())
 			return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "the meta part is no JSON object");
-		if (meta.HasMember("title") && meta["title"].IsString())
-			update.m_bSetTitle = true, update.m_sTitle = meta["title"].GetString();
-		if (meta.HasMember("file_description") && meta["file_description"].IsString())
-			update.m_bSetDescription = true, update.m_sDescription = meta["file_description"].GetString();
-		if (meta.HasMember("visibility"))
+		if (meta.HasMember(BRUME_JSON_TITLE) && meta[BRUME_JSON_TITLE].IsString())
+			update.m_bSetTitle = true, update.m_sTitle = meta[BRUME_JSON_TITLE].GetString();
+		if (meta.HasMember(BRUME_JSON_FILE_DESCRIPTION) && meta[BRUME_JSON_FILE_DESCRIPTION].IsString())
+			update.m_bSetDescription = true, update.m_sDescription = meta[BRUME_JSON_FILE_DESCRIPTION].GetString();
+		if (meta.HasMember(BRUME_JSON_VISIBILITY))
 		{
-			if (!meta["visibility"].IsInt() || meta["visibility"].GetInt() < 0 || meta["visibility"].GetInt() > 3)
+			if (!meta[BRUME_JSON_VISIBILITY].IsInt() || meta[BRUME_JSON_VISIBILITY].GetInt() < 0 || meta[BRUME_JSON_VISIBILITY].GetInt() > 3)
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad visibility");
-			update.m_bSetVisibility = true, update.m_eVisibility = meta["visibility"].GetInt();
+			update.m_bSetVisibility = true, update.m_eVisibility = meta[BRUME_JSON_VISIBILITY].GetInt();
 		}
-		if (meta.HasMember("tags"))
+		if (meta.HasMember(BRUME_JSON_TAGS))
 		{
-			if (!ReadTags(meta["tags"], update.m_vecTags))
+			if (!ReadTags(meta[BRUME_JSON_TAGS], update.m_vecTags))
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad tags");
 			update.m_bSetTags = true;
 		}
-		if (meta.HasMember("kvtags"))
+		if (meta.HasMember(BRUME_JSON_KVTAGS))
 		{
-			const rapidjson::Value &kv = meta["kvtags"];
+			const rapidjson::Value &kv = meta[BRUME_JSON_KVTAGS];
 			if (!kv.IsArray())
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad kvtags");
 			for (const auto &pair : kv.GetArray())
 			{
-				if (!pair.IsObject() || !pair.HasMember("key") || !pair["key"].IsString() || !pair.HasMember("value") || !pair["value"].IsString())
+				if (!pair.IsObject() || !pair.HasMember(BRUME_JSON_KEY) || !pair[BRUME_JSON_KEY].IsString() || !pair.HasMember(BRUME_JSON_VALUE) || !pair[BRUME_JSON_VALUE].IsString())
 					return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "bad kvtags");
-				update.m_vecKeyValueTags.emplace_back(pair["key"].GetString(), pair["value"].GetString());
+				update.m_vecKeyValueTags.emplace_back(pair[BRUME_JSON_KEY].GetString(), pair[BRUME_JSON_VALUE].GetString());
 			}
 			update.m_bSetKeyValueTags = true;
 		}
-		if (meta.HasMember("change_note") && meta["change_note"].IsString())
-			update.m_sChangeNote = meta["change_note"].GetString();
-		if (meta.HasMember("set_content") && meta["set_content"].IsBool())
-			update.m_bSetContent = update.m_bSetContent || meta["set_content"].GetBool();
+		if (meta.HasMember(BRUME_JSON_CHANGE_NOTE) && meta[BRUME_JSON_CHANGE_NOTE].IsString())
+			update.m_sChangeNote = meta[BRUME_JSON_CHANGE_NOTE].GetString();
+		if (meta.HasMember(BRUME_JSON_SET_CONTENT) && meta[BRUME_JSON_SET_CONTENT].IsBool())
+			update.m_bSetContent = update.m_bSetContent || meta[BRUME_JSON_SET_CONTENT].GetBool();
 		std::string error;
 		const int result = m_Store.UpdateFile(id, caller, update, error);
 		if (result != BRUME_RESULT_OK && !error.empty())
@@ -592,18 +592,18 @@ private:
 		m_Server.set_tcp_nodelay(true); // small answers must not wait for the peer's delayed acknowledgement
 		m_Server.set_pre_routing_handler([this](const httplib::Request &req, httplib::Response &res) { return Inject(req, res); });
 
-		m_Server.Get("/api/v1/status", [this](const httplib::Request &req, httplib::Response &res) {
+		m_Server.Get(BRUME_ROUTE_STATUS, [this](const httplib::Request &req, httplib::Response &res) {
 			const uint64 caller = Caller(req);
 			BrumeAccount_t account;
 			m_Store.GetAccount(caller, account);
 			rapidjson::StringBuffer buffer;
 			CJsonWriter w(buffer);
 			w.StartObject();
-			w.Key("service"); w.String("mintyard");
-			w.Key("appid"); w.Uint(m_Options.m_nAppID);
-			w.Key("universe"); w.Int(m_Options.m_nUniverse);
-			w.Key("account"); w.Uint64(caller);
-			w.Key("persona"); w.String(account.m_sPersona.c_str());
+			w.Key(BRUME_JSON_SERVICE); w.String(BRUME_SERVICE_NAME);
+			w.Key(BRUME_JSON_APPID); w.Uint(m_Options.m_nAppID);
+			w.Key(BRUME_JSON_UNIVERSE); w.Int(m_Options.m_nUniverse);
+			w.Key(BRUME_JSON_ACCOUNT); w.Uint64(caller);
+			w.Key(BRUME_JSON_PERSONA); w.String(account.m_sPersona.c_str());
 			w.EndObject();
 			SendJson(res, buffer);
 		});
@@ -618,29 +618,29 @@ private:
 			rapidjson::StringBuffer buffer;
 			CJsonWriter w(buffer);
 			w.StartObject();
-			w.Key("result"); w.Int(BRUME_RESULT_OK);
-			w.Key("id"); w.Uint64(id);
-			w.Key("persona"); w.String(account.m_sPersona.c_str());
+			w.Key(BRUME_JSON_RESULT); w.Int(BRUME_RESULT_OK);
+			w.Key(BRUME_JSON_ID); w.Uint64(id);
+			w.Key(BRUME_JSON_PERSONA); w.String(account.m_sPersona.c_str());
 			w.EndObject();
 			SendJson(res, buffer);
 		});
 
-		m_Server.Get("/api/v1/files", [this](const httplib::Request &req, httplib::Response &res) {
+		m_Server.Get(BRUME_ROUTE_FILES, [this](const httplib::Request &req, httplib::Response &res) {
 			uint64 creator = Caller(req), start = 0, count = 50;
-			if ((req.has_param("creator") && !ParseU64(req.get_param_value("creator"), creator)) ||
-				(req.has_param("start") && !ParseU64(req.get_param_value("start"), start)) ||
-				(req.has_param("count") && !ParseU64(req.get_param_value("count"), count)) || start > 0xffffffffu)
+			if ((req.has_param(BRUME_PARAM_CREATOR) && !ParseU64(req.get_param_value(BRUME_PARAM_CREATOR), creator)) ||
+				(req.has_param(BRUME_PARAM_START) && !ParseU64(req.get_param_value(BRUME_PARAM_START), start)) ||
+				(req.has_param(BRUME_PARAM_COUNT) && !ParseU64(req.get_param_value(BRUME_PARAM_COUNT), count)) || start > 0xffffffffu)
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "bad creator, start or count");
 			// "shared=1" adds the files that list the creator among their contributors.
-			const std::string shared = req.get_param_value("shared");
+			const std::string shared = req.get_param_value(BRUME_PARAM_SHARED);
 			if (!shared.empty() && shared != "0" && shared != "1")
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "bad shared (0 or 1)");
 			count = std::min<uint64>(count, 50);
 			std::vector<std::string> required, excluded;
-			for (size_t i = 0, n = req.get_param_value_count("required"); i < n; ++i)
-				required.push_back(req.get_param_value("required", i));
-			for (size_t i = 0, n = req.get_param_value_count("excluded"); i < n; ++i)
-				excluded.push_back(req.get_param_value("excluded", i));
+			for (size_t i = 0, n = req.get_param_value_count(BRUME_PARAM_REQUIRED); i < n; ++i)
+				required.push_back(req.get_param_value(BRUME_PARAM_REQUIRED, i));
+			for (size_t i = 0, n = req.get_param_value_count(BRUME_PARAM_EXCLUDED); i < n; ++i)
+				excluded.push_back(req.get_param_value(BRUME_PARAM_EXCLUDED, i));
 			std::vector<uint64> ids;
 			uint32 total = 0;
 			if (!m_Store.ListFiles(creator, shared == "1", (uint32)start, (uint32)count, required, excluded, ids, total))
@@ -653,8 +653,8 @@ private:
 		// "solr_filter_queries". Answers a page of ids as the listing does.
 		m_Server.Get("/api/v1/files/query", [this](const httplib::Request &req, httplib::Response &res) {
 			uint64 start = 0, count = 50;
-			if ((req.has_param("start") && !ParseU64(req.get_param_value("start"), start)) ||
-				(req.has_param("count") && !ParseU64(req.get_param_value("count"), count)) || start > 0xffffffffu)
+			if ((req.has_param(BRUME_PARAM_START) && !ParseU64(req.get_param_value(BRUME_PARAM_START), start)) ||
+				(req.has_param(BRUME_PARAM_COUNT) && !ParseU64(req.get_param_value(BRUME_PARAM_COUNT), count)) || start > 0xffffffffu)
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "bad start or count");
 			count = std::min<uint64>(count, 50);
 			CBrumeSearch search;
@@ -687,12 +687,12 @@ private:
 			SendIdPage(res, (uint32)start, total, ids);
 		});
 
-		m_Server.Post("/api/v1/files", [this](const httplib::Request &req, httplib::Response &res) {
+		m_Server.Post(BRUME_ROUTE_FILES, [this](const httplib::Request &req, httplib::Response &res) {
 			rapidjson::Document body;
 			if (!ParseBody(req, res, body))
 				return;
-			const uint32 appId = body.HasMember("app_id") && body["app_id"].IsUint() ? body["app_id"].GetUint() : m_Options.m_nAppID;
-			const int fileType = body.HasMember("file_type") && body["file_type"].IsInt() ? body["file_type"].GetInt() : 0;
+			const uint32 appId = body.HasMember(BRUME_JSON_APP_ID) && body[BRUME_JSON_APP_ID].IsUint() ? body[BRUME_JSON_APP_ID].GetUint() : m_Options.m_nAppID;
+			const int fileType = body.HasMember(BRUME_JSON_FILE_TYPE) && body[BRUME_JSON_FILE_TYPE].IsInt() ? body[BRUME_JSON_FILE_TYPE].GetInt() : 0;
 			const uint64 id = m_Store.CreateFile(Caller(req), appId, fileType, Now());
 			if (!id)
 				return SendResult(res, BRUME_RESULT_FAIL, 500);
@@ -734,14 +734,14 @@ private:
 			rapidjson::StringBuffer buffer;
 			CJsonWriter w(buffer);
 			w.StartObject();
-			w.Key("result"); w.Int(BRUME_RESULT_OK);
-			w.Key("changes");
+			w.Key(BRUME_JSON_RESULT); w.Int(BRUME_RESULT_OK);
+			w.Key(BRUME_JSON_CHANGES);
 			w.StartArray();
 			for (const BrumeChangeNote_t &n : notes)
 			{
 				w.StartObject();
-				w.Key("time"); w.Uint(n.m_rtime);
-				w.Key("note"); w.String(n.m_sNote.c_str());
+				w.Key(BRUME_JSON_TIME); w.Uint(n.m_rtime);
+				w.Key(BRUME_JSON_NOTE); w.String(n.m_sNote.c_str());
 				w.EndObject();
 			}
 			w.EndArray();
@@ -750,29 +750,29 @@ private:
 		});
 
 		PostFileChange(R"(/api/v1/files/(\d+)/children)", [this](uint64 id, const rapidjson::Document &body, const httplib::Request &req, httplib::Response &res) {
-			if (!body.HasMember("child") || !body["child"].IsUint64())
+			if (!body.HasMember(BRUME_JSON_CHILD) || !body[BRUME_JSON_CHILD].IsUint64())
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no child"), -1;
-			return m_Store.AddChild(id, body["child"].GetUint64(), Caller(req));
+			return m_Store.AddChild(id, body[BRUME_JSON_CHILD].GetUint64(), Caller(req));
 		});
 
 		PostFileChange(R"(/api/v1/files/(\d+)/contributors)", [this](uint64 id, const rapidjson::Document &body, const httplib::Request &req, httplib::Response &res) {
-			if (!body.HasMember("account") || !body["account"].IsUint64())
+			if (!body.HasMember(BRUME_JSON_ACCOUNT) || !body[BRUME_JSON_ACCOUNT].IsUint64())
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no account"), -1;
-			if (body.HasMember("remove") && !body["remove"].IsBool())
+			if (body.HasMember(BRUME_JSON_REMOVE) && !body[BRUME_JSON_REMOVE].IsBool())
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "remove is true or false"), -1;
-			const bool bRemove = body.HasMember("remove") && body["remove"].GetBool();
-			return m_Store.AddContributor(id, body["account"].GetUint64(), Caller(req), bRemove);
+			const bool bRemove = body.HasMember(BRUME_JSON_REMOVE) && body[BRUME_JSON_REMOVE].GetBool();
+			return m_Store.AddContributor(id, body[BRUME_JSON_ACCOUNT].GetUint64(), Caller(req), bRemove);
 		});
 
 		PostFileChange(R"(/api/v1/files/(\d+)/vote)", [this](uint64 id, const rapidjson::Document &body, const httplib::Request &req, httplib::Response &res) {
-			if (!body.HasMember("up") || !body["up"].IsBool())
+			if (!body.HasMember(BRUME_JSON_UP) || !body[BRUME_JSON_UP].IsBool())
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, id, "no vote"), -1;
-			return m_Store.Vote(id, Caller(req), body["up"].GetBool());
+			return m_Store.Vote(id, Caller(req), body[BRUME_JSON_UP].GetBool());
 		});
 
 		PostFileChange(R"(/api/v1/files/(\d+)/moderation)", [this](uint64 id, const rapidjson::Document &body, const httplib::Request &, httplib::Response &) {
-			const bool banned = body.HasMember("banned") && body["banned"].IsBool() && body["banned"].GetBool();
-			const bool accepted = body.HasMember("mintyard_accepted") && body["mintyard_accepted"].IsBool() && body["mintyard_accepted"].GetBool();
+			const bool banned = body.HasMember(BRUME_JSON_BANNED) && body[BRUME_JSON_BANNED].IsBool() && body[BRUME_JSON_BANNED].GetBool();
+			const bool accepted = body.HasMember(BRUME_JSON_MINTYARD_ACCEPTED) && body[BRUME_JSON_MINTYARD_ACCEPTED].IsBool() && body[BRUME_JSON_MINTYARD_ACCEPTED].GetBool();
 			return m_Store.SetModeration(id, banned, accepted);
 		});
 
@@ -788,13 +788,13 @@ private:
 				rapidjson::StringBuffer buffer;
 				CJsonWriter w(buffer);
 				w.StartObject();
-				w.Key("result"); w.Int(BRUME_RESULT_OK);
-				w.Key("handle"); w.Uint64(handle);
-				w.Key("name"); w.String(b.m_sName.c_str());
-				w.Key("size"); w.Int64(b.m_nSize);
-				w.Key("owner"); w.Uint64(b.m_ulOwner);
-				w.Key("app_id"); w.Uint(b.m_nAppID);
-				w.Key("publishedfileid"); w.Uint64(b.m_nPublishedFileId);
+				w.Key(BRUME_JSON_RESULT); w.Int(BRUME_RESULT_OK);
+				w.Key(BRUME_JSON_HANDLE); w.Uint64(handle);
+				w.Key(BRUME_JSON_NAME); w.String(b.m_sName.c_str());
+				w.Key(BRUME_JSON_SIZE); w.Int64(b.m_nSize);
+				w.Key(BRUME_JSON_OWNER); w.Uint64(b.m_ulOwner);
+				w.Key(BRUME_JSON_APP_ID); w.Uint(b.m_nAppID);
+				w.Key(BRUME_JSON_PUBLISHEDFILEID); w.Uint64(b.m_nPublishedFileId);
 				w.EndObject();
 				return SendJson(res, buffer);
 			}
@@ -807,9 +807,9 @@ private:
 			while ((got = fread(chunk, 1, sizeof(chunk), file)) > 0)
 				bytes.append(chunk, got);
 			fclose(file);
-			res.set_header("X-Brume-File-Name", b.m_sName);
-			res.set_header("X-Brume-Owner", std::to_string(b.m_ulOwner));
-			res.set_header("X-Brume-App-Id", std::to_string(b.m_nAppID));
+			res.set_header(BRUME_HEADER_FILE_NAME, b.m_sName);
+			res.set_header(BRUME_HEADER_OWNER, std::to_string(b.m_ulOwner));
+			res.set_header(BRUME_HEADER_APP_ID, std::to_string(b.m_nAppID));
 			res.set_content(bytes, ContentTypeOf(b.m_sName));
 		};
 		m_Server.Get(R"(/api/v1/ugc/(\d+))", [blob](const httplib::Request &req, httplib::Response &res) { blob(req, res, false); });
@@ -819,20 +819,20 @@ private:
 			rapidjson::Document body;
 			if (!ParseBody(req, res, body))
 				return;
-			if (!body.HasMember("index") || !body["index"].IsUint() || body["index"].GetUint() == 0)
+			if (!body.HasMember(BRUME_JSON_INDEX) || !body[BRUME_JSON_INDEX].IsUint() || body[BRUME_JSON_INDEX].GetUint() == 0)
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "no index");
-			const uint32 index = body["index"].GetUint();
-			const int prefab = body.HasMember("prefab") && body["prefab"].IsInt() ? body["prefab"].GetInt() : 43;
+			const uint32 index = body[BRUME_JSON_INDEX].GetUint();
+			const int prefab = body.HasMember(BRUME_JSON_PREFAB) && body[BRUME_JSON_PREFAB].IsInt() ? body[BRUME_JSON_PREFAB].GetInt() : 43;
 			std::string holder;
 			const int result = m_Store.ReserveIndex(index, Caller(req), prefab, Now(), holder);
 			rapidjson::StringBuffer buffer;
 			CJsonWriter w(buffer);
 			w.StartObject();
-			w.Key("result"); w.Int(result);
-			w.Key("index"); w.Uint(index);
+			w.Key(BRUME_JSON_RESULT); w.Int(result);
+			w.Key(BRUME_JSON_INDEX); w.Uint(index);
 			if (result == BRUME_RESERVE_TAKEN)
 			{
-				w.Key("user");
+				w.Key(BRUME_JSON_USER);
 				w.String(holder.c_str());
 			}
 			w.EndObject();
@@ -843,9 +843,9 @@ private:
 			rapidjson::Document body;
 			if (!ParseBody(req, res, body))
 				return;
-			if (!body.HasMember("index") || !body["index"].IsUint())
+			if (!body.HasMember(BRUME_JSON_INDEX) || !body[BRUME_JSON_INDEX].IsUint())
 				return SendResult(res, BRUME_RESULT_INVALID_PARAM, 400, 0, "no index");
-			SendResult(res, m_Store.MarkIndexOccupied(body["index"].GetUint()) ? BRUME_RESULT_OK : BRUME_RESULT_FAIL, 200);
+			SendResult(res, m_Store.MarkIndexOccupied(body[BRUME_JSON_INDEX].GetUint()) ? BRUME_RESULT_OK : BRUME_RESULT_FAIL, 200);
 		});
 
 		m_Server.Get("/sharedfiles/filedetails/", [this](const httplib::Request &req, httplib::Response &res) { Page(req, res); });

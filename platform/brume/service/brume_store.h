@@ -16,28 +16,10 @@
 #include <vector>
 
 #include "core/platform.h"
+#include "brume/brumewire.h"
 #include "brume/query/brumequery.h"
 
 struct sqlite3;
-
-// Result codes shared with the client.
-enum EBrumeServiceResult
-{
-	BRUME_RESULT_OK = 1,
-	BRUME_RESULT_FAIL = 2,
-	BRUME_RESULT_INVALID_PARAM = 8,
-	BRUME_RESULT_FILE_NOT_FOUND = 9,
-	BRUME_RESULT_ACCESS_DENIED = 15,
-};
-
-// Reservation answers.
-enum EBrumeReservationResult
-{
-	BRUME_RESERVE_ACCEPTED = 1,
-	BRUME_RESERVE_OCCUPIED = 2,
-	BRUME_RESERVE_TAKEN = 3,
-	BRUME_RESERVE_TIMED_OUT = 4,
-};
 
 struct BrumeAccount_t
 {
