@@ -6,7 +6,9 @@
 
 #include <QApplication>
 #include <QByteArray>
+#include <QGuiApplication>
 #include <QIcon>
+#include <QScreen>
 #include <QStatusBar>
 
 #include "brume/brume_api.h"
@@ -141,11 +143,16 @@ void CMintyardManagerTool::PostInitTool()
 		return;
 	CKeyValues3Context settings;
 	ReadSettings(settings.Root());
-	// With nothing saved the window has not been sized yet: its width reads as a default that
-	// showing it would throw away for the size its contents ask for. Take that size first, so
-	// that the minimum below holds on a first start too.
+	// With nothing saved the window comes up at a comfortable size: two thirds of the screen's
+	// available area, centred on it. Saved geometry wins.
 	if (!m_pMainWindow->restoreGeometry(QByteArray::fromBase64(QByteArray(GetMemberString(settings.Root(), "geometry")))))
-		m_pMainWindow->resize(m_pMainWindow->sizeHint());
+	{
+		const QScreen *screen = QGuiApplication::primaryScreen();
+		const QRect available = screen ? screen->availableGeometry() : QRect(0, 0, 960, 540);
+		const QSize size(available.width() * 2 / 3, available.height() * 2 / 3);
+		m_pMainWindow->resize(size);
+		m_pMainWindow->move(available.center() - QPoint(size.width() / 2, size.height() / 2));
+	}
 	m_pMainWindow->restoreState(QByteArray::fromBase64(QByteArray(GetMemberString(settings.Root(), "state"))), 0);
 	if (m_pMainWindow->width() < 640)
 		m_pMainWindow->resize(640, m_pMainWindow->height());

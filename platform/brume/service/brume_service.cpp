@@ -49,6 +49,23 @@ uint64 AccountID(uint32 account, int universe)
 	return ((uint64)(universe & 0xff) << 56) | (1ull << 52) | (1ull << 32) | account;
 }
 
+// An account's 64-bit id, as the service's answers show it: an individual account (type 1,
+// instance 1) of a universe from 1 to 4. Gives its account number and universe.
+bool ParseAccountID(const char *text, uint32 &account, int &universe)
+{
+	char *end = nullptr;
+	errno = 0;
+	const unsigned long long id = strtoull(text, &end, 10);
+	if (!end || *end || errno || text[0] == '-')
+		return false;
+	const int idUniverse = (int)(id >> 56);
+	if (idUniverse < 1 || idUniverse > 4 || ((id >> 52) & 0xf) != 1 || ((id >> 32) & 0xfffff) != 1 || (uint32)id == 0)
+		return false;
+	account = (uint32)id;
+	universe = idUniverse;
+	return true;
+}
+
 uint32 Now()
 {
 	return (uint32)time(nullptr);
@@ -863,7 +880,7 @@ private:
 void Usage()
 {
 	fprintf(stderr,
-		"usage: brume_service --data-dir DIR [--port N (0 picks a free one)] [--account N] [--persona NAME]\n"
+		"usage: brume_service --data-dir DIR [--port N (0 picks a free one)] [--account N|ID64] [--persona NAME]\n"
 		"                     [--universe N] [--appid N] [--delay-ms N] [--failure-rate 0..1] [--result-code N]\n");
 }
 
@@ -878,6 +895,8 @@ void OnSignal(int)
 int main(int argc, char **argv)
 {
 	ServiceOptions_t options;
+	int accountUniverse = 0; // the universe a 64-bit --account names
+	bool bUniverseGiven = false;
 	for (int i = 1; i < argc; ++i)
 	{
 		const std::string arg = argv[i];
@@ -894,10 +913,12 @@ int main(int argc, char **argv)
 			options.m_nPort = (int)n, ++i;
 		else if (arg == "--account" && hasValue && number(1, 0xffffffffll, n))
 			options.m_nAccount = (uint32)n, ++i;
+		else if (arg == "--account" && hasValue && ParseAccountID(argv[i + 1], options.m_nAccount, accountUniverse))
+			++i;
 		else if (arg == "--persona" && hasValue)
 			options.m_sPersona = argv[++i];
 		else if (arg == "--universe" && hasValue && number(1, 4, n))
-			options.m_nUniverse = (int)n, ++i;
+			options.m_nUniverse = (int)n, bUniverseGiven = true, ++i;
 		else if (arg == "--appid" && hasValue && number(1, 0xffffffffll, n))
 			options.m_nAppID = (uint32)n, ++i;
 		else if (arg == "--delay-ms" && hasValue && number(0, 600000, n))
@@ -920,6 +941,16 @@ int main(int argc, char **argv)
 			Usage();
 			return 2;
 		}
+	}
+	if (accountUniverse)
+	{
+		if (bUniverseGiven && accountUniverse != options.m_nUniverse)
+		{
+			fprintf(stderr, "brume_service: --account names an account of universe %d, --universe says %d\n", accountUniverse,
+				options.m_nUniverse);
+			return 2;
+		}
+		options.m_nUniverse = accountUniverse;
 	}
 	if (options.m_sDataDir.empty())
 	{

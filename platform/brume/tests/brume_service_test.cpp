@@ -199,6 +199,41 @@ TEST(BrumeService, RejectsBadOptions)
 	EXPECT_NE(RunCommand(MINTYARD_BINARY_DIR "/bin/brume_service --data-dir " + data.Path() + " --port 70000").exitCode, 0);
 }
 
+// The account is given by its number or by the 64-bit id the service's own answers show.
+TEST(BrumeService, TakesTheAccountByNumberOrBy64BitId)
+{
+	for (const std::vector<std::string> &options :
+		{ std::vector<std::string>{ "--account", "22202" }, std::vector<std::string>{ "--account", "76561197960287930" },
+			std::vector<std::string>{ "--account", "76561197960287930", "--universe", "1" } })
+	{
+		CTempDirectory data;
+		CServiceProcess service;
+		ASSERT_TRUE(service.Start(data.Path(), options)) << options[1];
+		httplib::Client http("127.0.0.1", service.Port());
+		auto status = Json(http.Get("/api/v1/status"));
+		ASSERT_TRUE(status.IsObject());
+		EXPECT_EQ(status["account"].GetUint64(), 76561197960287930ull) << options[1];
+		EXPECT_EQ(status["universe"].GetInt(), 1);
+	}
+	{
+		// An id of the development universe (2) sets the universe too.
+		CTempDirectory data;
+		CServiceProcess service;
+		ASSERT_TRUE(service.Start(data.Path(), { "--account", std::to_string((2ull << 56) | (1ull << 52) | (1ull << 32) | 7) }));
+		auto status = Json(httplib::Client("127.0.0.1", service.Port()).Get("/api/v1/status"));
+		EXPECT_EQ(status["universe"].GetInt(), 2);
+	}
+	CTempDirectory data;
+	const std::string run = MINTYARD_BINARY_DIR "/bin/brume_service --port 0 --data-dir " + data.Path();
+	for (const char *bad : { "--account 0", "--account -5", "--account 12x", "--account 76561197960265728", // account number 0
+			 "--account 4611686018427387905", // not an individual account
+			 "--account 76561197960287930 --universe 2" })
+	{
+		const CommandResult_t result = RunCommand(run + " " + bad);
+		EXPECT_EQ(result.exitCode, 2) << bad << "\n" << result.output;
+	}
+}
+
 TEST(BrumeService, ACrashLeavesNoHalfWrittenFile)
 {
 	CTempDirectory data;

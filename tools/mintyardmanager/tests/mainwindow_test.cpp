@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <QGuiApplication>
+#include <QScreen>
+
 #include <functional>
 #include <memory>
 #include <string>
@@ -201,12 +204,16 @@ TEST_F(MainWindowTest, SmallSavedGeometryComesUpAtTheMinimumSize)
 	EXPECT_EQ(360, window->height());
 }
 
-TEST_F(MainWindowTest, AFirstStartWithNothingSavedComesUpAtLeastAtTheMinimumSize)
+TEST_F(MainWindowTest, AFirstStartWithNothingSavedComesUpAtTwoThirdsOfTheScreenCentred)
 {
 	CMainWindow *window = Start({}, "");
 	ASSERT_TRUE(window->isVisible());
-	EXPECT_GE(window->width(), 640);
-	EXPECT_GE(window->height(), 360);
+	const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+	EXPECT_EQ(window->width(), std::max(640, available.width() * 2 / 3));
+	EXPECT_EQ(window->height(), std::max(360, available.height() * 2 / 3));
+	const QPoint centre = window->frameGeometry().center();
+	EXPECT_LE(std::abs(centre.x() - available.center().x()), std::max(2, (window->width() - available.width() * 2 / 3) / 2 + 2));
+	EXPECT_LE(std::abs(centre.y() - available.center().y()), std::max(2, (window->height() - available.height() * 2 / 3) / 2 + 2));
 }
 
 TEST_F(MainWindowTest, ClosingSavesGeometryAndStateBesideTheOtherSettings)
