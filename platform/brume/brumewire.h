@@ -31,6 +31,7 @@ inline constexpr char BRUME_ROUTE_STATUS[] = "/api/v1/status";
 inline constexpr char BRUME_ROUTE_FILES[] = "/api/v1/files";
 inline constexpr char BRUME_ROUTE_UGC[] = "/api/v1/ugc";
 inline constexpr char BRUME_ROUTE_UPDATE_SUFFIX[] = "/update";
+inline constexpr char BRUME_ROUTE_RESERVATIONS[] = "/api/v1/reservations";
 
 // Headers.
 inline constexpr char BRUME_HEADER_ACCOUNT[] = "X-Brume-Account";

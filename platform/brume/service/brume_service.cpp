@@ -832,7 +832,7 @@ private:
 		m_Server.Get(R"(/api/v1/ugc/(\d+))", [blob](const httplib::Request &req, httplib::Response &res) { blob(req, res, false); });
 		m_Server.Get(R"(/api/v1/ugc/(\d+)/info)", [blob](const httplib::Request &req, httplib::Response &res) { blob(req, res, true); });
 
-		m_Server.Post("/api/v1/reservations", [this](const httplib::Request &req, httplib::Response &res) {
+		m_Server.Post(BRUME_ROUTE_RESERVATIONS, [this](const httplib::Request &req, httplib::Response &res) {
 			rapidjson::Document body;
 			if (!ParseBody(req, res, body))
 				return;
