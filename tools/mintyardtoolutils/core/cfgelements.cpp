@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "core/fileio.h"
+#include "core/keyvalues.h"
 #include "core/logging.h"
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
@@ -657,11 +658,7 @@ bool CMintyardCfg_ZarnModel::SaveToKV3(SaveContext &ctx, KeyValues3 *pTable, Imp
 	if (!SaveCfgElementList(ctx, pTable, "particle_snapshots", m_Snapshots, list))
 		return false;
 	SetMemberBool(pTable, "has_custom_skeleton", m_bHasCustomSkeleton);
-	KeyValues3 *pPortrait = AddMember(pTable, "portrait");
-	if (m_Portrait.Get()->IsTable())
-		CopyValue(pPortrait, m_Portrait.Get());
-	else
-		MakeTable(pPortrait);
+	m_PortraitRecord.WriteSession(AddMember(pTable, "portrait"));
 	KeyValues3 *pWearables = AddMember(pTable, "selected_wearables");
 	const size_t nWearables = std::min(m_WearableSlots.size(), m_WearableModels.size());
 	ArrayResize(pWearables, (uint32)nWearables);
@@ -691,7 +688,7 @@ bool CMintyardCfg_ZarnModel::LoadFromKV3(const LoadContext &ctx, const KeyValues
 		return false;
 	m_bHasCustomSkeleton = GetMemberBool(pTable, "has_custom_skeleton", false);
 	if (const KeyValues3 *pPortrait = FindMember(pTable, "portrait"))
-		m_Portrait.Set(pPortrait);
+		m_PortraitRecord.ReadSession(pPortrait, list);
 	if (const KeyValues3 *pWearables = FindMember(pTable, "selected_wearables"))
 	{
 		m_WearableSlots.clear();
@@ -912,6 +909,25 @@ bool CMintyardCfg_MiscData::LoadFromKV3(const LoadContext &, const KeyValues3 *p
 CMintyardCfg_ZarnItemDef::CMintyardCfg_ZarnItemDef(CMintyardCfgElementContainer *pParent, const CMintyardTemplate_ZarnItemDef *pTemplate)
 	: CMintyardCfgElementContainer(pParent, pTemplate)
 {
+}
+
+CMintyardCfg_ZarnItemDef::~CMintyardCfg_ZarnItemDef()
+{
+	ResetRequest();
+}
+
+void CMintyardCfg_ZarnItemDef::ResetRequest()
+{
+	delete m_pSourceKeys;
+	m_pSourceKeys = nullptr;
+	delete m_pResultKeys;
+	m_pResultKeys = nullptr;
+	m_nDefIndex = 0;
+	m_ItemName.clear();
+	m_ItemDescription.clear();
+	m_bIsNewItem = true;
+	m_bReserveFromGC = false;
+	m_bSetPaymentRule = false;
 }
 
 // ---------------------------------------------------------------------------------------------

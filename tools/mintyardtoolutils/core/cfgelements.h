@@ -12,6 +12,7 @@
 #include "core/utlvector.h"
 #include "mintyardtoolutils/core/importmessages.h"
 #include "mintyardtoolutils/core/mintyardtemplate.h"
+#include "mintyardtoolutils/core/portraitrecord.h"
 
 class CMintyardCfgElementContainer;
 class CMintyardImportSession;
@@ -200,8 +201,8 @@ public:
 	CUtlString GetZmdlName() const;
 	virtual const char *GetModelNameSuffix() const { return ""; }
 
-	// The portrait record, carried through session documents as it was read.
-	CKV3OwnedValue m_Portrait;
+	// The portrait record: written to session documents and into the item's keys.
+	CZarnPortraitRecord m_PortraitRecord;
 	CUtlVector<CUtlString> m_WearableSlots;
 	CUtlVector<CUtlString> m_WearableModels;
 };
@@ -373,13 +374,26 @@ public:
 };
 
 // The generated item definition. Its state belongs to the item key generation; it never counts
-// as an input of the author.
+// as an input of the author. It holds the request that the Item ID page fills when it is left,
+// and the keys made from it.
 class CMintyardCfg_ZarnItemDef : public CMintyardCfgElementContainer
 {
 public:
 	CMintyardCfg_ZarnItemDef(CMintyardCfgElementContainer *pParent, const CMintyardTemplate_ZarnItemDef *pTemplate);
+	~CMintyardCfg_ZarnItemDef() override;
 	bool IsEmpty() const override { return true; }
 	const CMintyardTemplate_ZarnItemDef *GetItemDefTemplate() const { return static_cast<const CMintyardTemplate_ZarnItemDef *>(GetTemplateElement()); }
+	// Frees the result and puts the request back to a new item.
+	void ResetRequest();
+
+	uint32 m_nDefIndex = 0;			 // 0 until reserved
+	CUtlString m_ItemName;			 // display name typed by the author
+	CUtlString m_ItemDescription;	 // description typed by the author
+	KeyValues *m_pSourceKeys = nullptr; // owned: keys of the existing item to start from
+	KeyValues *m_pResultKeys = nullptr; // owned: the result
+	bool m_bIsNewItem = true;		 // false for an update
+	bool m_bReserveFromGC = false;	 // reserve the index at the game coordinator
+	bool m_bSetPaymentRule = false;	 // add or update the payment rule
 };
 
 // Depth first by template id, case ignored: the root, then each child in order.

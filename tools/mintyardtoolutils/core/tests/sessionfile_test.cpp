@@ -98,8 +98,7 @@ protected:
 		pModel->m_bHasCustomSkeleton = true;
 		pModel->m_WearableSlots = { "head", "back" };
 		pModel->m_WearableModels = { "hat.zmdl", "" };
-		pModel->m_Portrait.Edit()->MakeTable();
-		SetMemberString(pModel->m_Portrait.Edit(), "PortraitAnimationActivity", "ACT_IDLE");
+		pModel->m_PortraitRecord.m_AnimationActivity = "ACT_IDLE";
 		pSession->m_ImageSets[0]->m_Images[0]->SetValue(Art("art/screen.png", MakePng(64, 32)).c_str());
 		pSession->m_ImageSets[1]->m_Emoticons[0]->m_pImage->SetValue(Art("art/smile.png", MakePng(64, 32)).c_str());
 		pSession->m_ImageSets[1]->m_Emoticons[0]->m_pKeyword->SetValue(":smile:");
@@ -148,7 +147,7 @@ TEST_F(SessionFileTest, PlainFileRoundTrip)
 	EXPECT_TRUE(b->m_bHasCustomSkeleton);
 	EXPECT_EQ(b->m_WearableSlots, (CUtlVector<CUtlString>{ "head", "back" }));
 	EXPECT_EQ(b->m_WearableModels, (CUtlVector<CUtlString>{ "hat.zmdl", "" }));
-	EXPECT_STREQ(GetMemberString(b->m_Portrait.Get(), "PortraitAnimationActivity"), "ACT_IDLE");
+	EXPECT_EQ(b->m_PortraitRecord.m_AnimationActivity, "ACT_IDLE");
 	EXPECT_EQ(pLoaded->m_ImageSets[1]->m_Emoticons[0]->m_pKeyword->GetValue(), ":smile:");
 	EXPECT_EQ(pLoaded->m_ImageSets[1]->m_Emoticons[0]->m_pImage->GetValue(), pSaved->m_ImageSets[1]->m_Emoticons[0]->m_pImage->GetValue());
 	EXPECT_EQ(pLoaded->m_SoundSets[0]->m_Sounds[0]->GetValue(), pSaved->m_SoundSets[0]->m_Sounds[0]->GetValue());
