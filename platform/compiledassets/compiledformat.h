@@ -321,6 +321,9 @@ struct SnapshotInfo_t // "SNPI", one record
 };
 static_assert(sizeof(SnapshotInfo_t) == 16);
 
+// "ZMDL" as text, for messages.
+CUtlString FourCCText(uint32 id);
+
 // ---------------------------------------------------------------------------------------------
 // Writing
 
@@ -382,6 +385,16 @@ public:
 		count = pEntry ? pEntry->count : 0;
 		return pEntry ? reinterpret_cast<const T *>(m_pData + pEntry->offset) : nullptr;
 	}
+	// The one record of a section that must hold exactly one.
+	template <typename T> bool SingleRecord(uint32 id, T &out)
+	{
+		uint32 count;
+		const T *pRecord = Records<T>(id, count);
+		if (count != 1)
+			return Fail("\"%s\" holds %u records, expected 1", FourCCText(id).c_str(), count);
+		memcpy(&out, pRecord, sizeof(T));
+		return true;
+	}
 	uint32 Count(uint32 id) const;
 	const uint8 *Bytes(uint32 id, uint64 &size) const;
 
@@ -407,6 +420,4 @@ private:
 	uint64 m_nStringBytesRead = 0;
 };
 
-// "ZMDL" as text, for messages.
-CUtlString FourCCText(uint32 id);
 } // namespace CompiledFormat

@@ -492,11 +492,9 @@ bool LoadCompiledModelFromMemory(const void *pData, size_t size, const char *psz
 	CCompiledFileReader reader;
 	if (!reader.Open(pData, size, pszName, MODEL_MAGIC, MODEL_VERSION, "model", s_ModelSections, (int)V_ARRAYSIZE(s_ModelSections), pError))
 		return false;
-	uint32 infoCount;
-	const ModelInfo_t *pInfo = reader.Records<ModelInfo_t>(FourCC("MODL"), infoCount);
-	if (infoCount != 1)
-		return reader.Fail("\"MODL\" holds %u records, expected 1", infoCount);
-	const ModelInfo_t info = ReadRecord(pInfo, 0);
+	ModelInfo_t info;
+	if (!reader.SingleRecord(FourCC("MODL"), info))
+		return false;
 	if (info.flags || info.reserved)
 		return reader.Fail("unknown model flags %08x", info.flags | info.reserved);
 	out.m_Bounds.m_vMins = ToVector(info.mins);
@@ -526,11 +524,10 @@ bool LoadCompiledTextureFromMemory(const void *pData, size_t size, const char *p
 	CCompiledFileReader reader;
 	if (!reader.Open(pData, size, pszName, TEXTURE_MAGIC, TEXTURE_VERSION, "texture", s_Sections, (int)V_ARRAYSIZE(s_Sections), pError))
 		return false;
-	uint32 infoCount, mipCount;
-	const TextureInfo_t *pInfo = reader.Records<TextureInfo_t>(FourCC("TEXI"), infoCount);
-	if (infoCount != 1)
-		return reader.Fail("\"TEXI\" holds %u records, expected 1", infoCount);
-	const TextureInfo_t info = ReadRecord(pInfo, 0);
+	uint32 mipCount;
+	TextureInfo_t info;
+	if (!reader.SingleRecord(FourCC("TEXI"), info))
+		return false;
 	const MipRecord_t *pMips = reader.Records<MipRecord_t>(FourCC("MIPS"), mipCount);
 	if (info.mipCount != mipCount)
 		return reader.Fail("the texture has %u mips but \"MIPS\" holds %u", info.mipCount, mipCount);
@@ -590,11 +587,10 @@ bool LoadCompiledMaterialFromMemory(const void *pData, size_t size, const char *
 	CCompiledFileReader reader;
 	if (!reader.Open(pData, size, pszName, MATERIAL_MAGIC, MATERIAL_VERSION, "material", s_Sections, (int)V_ARRAYSIZE(s_Sections), pError))
 		return false;
-	uint32 infoCount, textureCount, constantCount;
-	const MaterialInfo_t *pInfo = reader.Records<MaterialInfo_t>(FourCC("MATI"), infoCount);
-	if (infoCount != 1)
-		return reader.Fail("\"MATI\" holds %u records, expected 1", infoCount);
-	const MaterialInfo_t info = ReadRecord(pInfo, 0);
+	uint32 textureCount, constantCount;
+	MaterialInfo_t info;
+	if (!reader.SingleRecord(FourCC("MATI"), info))
+		return false;
 	CCompiledMaterial material;
 	if (!reader.ReadString(info.shader, material.m_Shader))
 		return false;
@@ -648,11 +644,10 @@ bool LoadCompiledSnapshotFromMemory(const void *pData, size_t size, const char *
 	CCompiledFileReader reader;
 	if (!reader.Open(pData, size, pszName, SNAPSHOT_MAGIC, SNAPSHOT_VERSION, "particle snapshot", s_Sections, (int)V_ARRAYSIZE(s_Sections), pError))
 		return false;
-	uint32 infoCount, positionCount, normalCount;
-	const SnapshotInfo_t *pInfo = reader.Records<SnapshotInfo_t>(FourCC("SNPI"), infoCount);
-	if (infoCount != 1)
-		return reader.Fail("\"SNPI\" holds %u records, expected 1", infoCount);
-	const SnapshotInfo_t info = ReadRecord(pInfo, 0);
+	uint32 positionCount, normalCount;
+	SnapshotInfo_t info;
+	if (!reader.SingleRecord(FourCC("SNPI"), info))
+		return false;
 	const uint8 *pPositions = reinterpret_cast<const uint8 *>(reader.Records<Vector>(FourCC("SPOS"), positionCount));
 	const uint8 *pNormals = reinterpret_cast<const uint8 *>(reader.Records<Vector>(FourCC("SNRM"), normalCount));
 	if (positionCount != info.vertexCount || normalCount != info.vertexCount)
@@ -740,57 +735,45 @@ bool LoadCompiledAssetFromMemory(const void *pData, size_t size, const char *psz
 	return false;
 }
 
-bool LoadCompiledAsset(const char *pszPath, CompiledAsset_t &out, CUtlString *pError, const char *pszPathID)
+namespace
+{
+// Reads the file in one piece and hands it to the loader of its kind.
+template <typename T>
+bool LoadFile(const char *pszPath, const char *pszPathID, T &out, CUtlString *pError,
+	bool (*pfnLoad)(const void *, size_t, const char *, T &, CUtlString *))
 {
 	CUtlBuffer buffer;
 	if (!ReadFileWhole(pszPath, pszPathID, buffer, pError))
 	{
-		out = CompiledAsset_t();
+		out = T();
 		return false;
 	}
-	return LoadCompiledAssetFromMemory(buffer.Base(), buffer.Size(), pszPath, out, pError);
+	return pfnLoad(buffer.Base(), buffer.Size(), pszPath, out, pError);
 }
+} // namespace
+
+bool LoadCompiledAsset(const char *pszPath, CompiledAsset_t &out, CUtlString *pError, const char *pszPathID)
+{
+	return LoadFile(pszPath, pszPathID, out, pError, LoadCompiledAssetFromMemory);
+}
+
 
 bool LoadCompiledModel(const char *pszPath, CCompiledModel &out, CUtlString *pError, const char *pszPathID)
 {
-	CUtlBuffer buffer;
-	if (!ReadFileWhole(pszPath, pszPathID, buffer, pError))
-	{
-		out = CCompiledModel();
-		return false;
-	}
-	return LoadCompiledModelFromMemory(buffer.Base(), buffer.Size(), pszPath, out, pError);
+	return LoadFile(pszPath, pszPathID, out, pError, LoadCompiledModelFromMemory);
 }
 
 bool LoadCompiledTexture(const char *pszPath, CCompiledTexture &out, CUtlString *pError, const char *pszPathID)
 {
-	CUtlBuffer buffer;
-	if (!ReadFileWhole(pszPath, pszPathID, buffer, pError))
-	{
-		out = CCompiledTexture();
-		return false;
-	}
-	return LoadCompiledTextureFromMemory(buffer.Base(), buffer.Size(), pszPath, out, pError);
+	return LoadFile(pszPath, pszPathID, out, pError, LoadCompiledTextureFromMemory);
 }
 
 bool LoadCompiledMaterial(const char *pszPath, CCompiledMaterial &out, CUtlString *pError, const char *pszPathID)
 {
-	CUtlBuffer buffer;
-	if (!ReadFileWhole(pszPath, pszPathID, buffer, pError))
-	{
-		out = CCompiledMaterial();
-		return false;
-	}
-	return LoadCompiledMaterialFromMemory(buffer.Base(), buffer.Size(), pszPath, out, pError);
+	return LoadFile(pszPath, pszPathID, out, pError, LoadCompiledMaterialFromMemory);
 }
 
 bool LoadCompiledSnapshot(const char *pszPath, CCompiledSnapshot &out, CUtlString *pError, const char *pszPathID)
 {
-	CUtlBuffer buffer;
-	if (!ReadFileWhole(pszPath, pszPathID, buffer, pError))
-	{
-		out = CCompiledSnapshot();
-		return false;
-	}
-	return LoadCompiledSnapshotFromMemory(buffer.Base(), buffer.Size(), pszPath, out, pError);
+	return LoadFile(pszPath, pszPathID, out, pError, LoadCompiledSnapshotFromMemory);
 }

@@ -336,26 +336,31 @@ bool SerializeCompiledSnapshot(const CCompiledSnapshot &snapshot, CUtlBuffer &ou
 	return true;
 }
 
-bool WriteCompiledModel(const char *pszPath, const CCompiledModel &model, CUtlString *pError)
+namespace
+{
+template <typename T> bool WriteAsset(const char *pszPath, const T &asset, CUtlString *pError, bool (*pfnSerialize)(const T &, CUtlBuffer &, CUtlString *))
 {
 	CUtlBuffer data;
-	return SerializeCompiledModel(model, data, pError) && WriteFile(pszPath, data, pError);
+	return pfnSerialize(asset, data, pError) && WriteFile(pszPath, data, pError);
+}
+} // namespace
+
+bool WriteCompiledModel(const char *pszPath, const CCompiledModel &model, CUtlString *pError)
+{
+	return WriteAsset(pszPath, model, pError, SerializeCompiledModel);
 }
 
 bool WriteCompiledTexture(const char *pszPath, const CCompiledTexture &texture, CUtlString *pError)
 {
-	CUtlBuffer data;
-	return SerializeCompiledTexture(texture, data, pError) && WriteFile(pszPath, data, pError);
+	return WriteAsset(pszPath, texture, pError, SerializeCompiledTexture);
 }
 
 bool WriteCompiledMaterial(const char *pszPath, const CCompiledMaterial &material, CUtlString *pError)
 {
-	CUtlBuffer data;
-	return SerializeCompiledMaterial(material, data, pError) && WriteFile(pszPath, data, pError);
+	return WriteAsset(pszPath, material, pError, SerializeCompiledMaterial);
 }
 
 bool WriteCompiledSnapshot(const char *pszPath, const CCompiledSnapshot &snapshot, CUtlString *pError)
 {
-	CUtlBuffer data;
-	return SerializeCompiledSnapshot(snapshot, data, pError) && WriteFile(pszPath, data, pError);
+	return WriteAsset(pszPath, snapshot, pError, SerializeCompiledSnapshot);
 }
