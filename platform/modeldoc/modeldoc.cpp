@@ -326,6 +326,7 @@ void CModelDoc::Clear()
 	m_ExtraData.Clear();
 	m_ExtraData.Edit()->MakeTable();
 	m_NameIndex.clear();
+	m_GeneratedNameHints.clear();
 }
 
 KeyValues3 *CModelDoc::EditExtraData()
@@ -377,12 +378,18 @@ void CModelDoc::UnindexTree(CModelDocNode *pNode)
 CUtlString CModelDoc::GenerateName(const ModelDocClassDesc_t &nodeClass, const CModelDocNode *pParent) const
 {
 	const char *prefix = nodeClass.m_pszGeneratedPrefix ? nodeClass.m_pszGeneratedPrefix : nodeClass.m_pszName;
-	// Every taken name is one entry of the index, so this ends within (index size + 1) tries.
-	for (size_t n = 0;; ++n)
+	// Numbers below the hint were taken when it was set; removing or renaming a node resets
+	// the hints. Every taken name is one entry of the index, so this ends within (index size
+	// + 1) tries, and a document of many unnamed nodes costs one try each.
+	size_t &hint = m_GeneratedNameHints[NameKey(nodeClass, prefix, pParent)];
+	for (size_t n = hint;; ++n)
 	{
 		CUtlString name = V_Format("%s%zu", prefix, n);
 		if (IsNameAvailable(nodeClass, name, pParent))
+		{
+			hint = n + 1;
 			return name;
+		}
 	}
 }
 
@@ -539,6 +546,7 @@ bool CModelDoc::RenameNode(CModelDocNode *pNode, std::string_view name, CUtlStri
 		m_NameIndex.erase(it);
 	pNode->m_Name = newName;
 	IndexName(pNode);
+	m_GeneratedNameHints.clear();
 	return true;
 }
 
@@ -552,6 +560,7 @@ bool CModelDoc::RemoveNode(CModelDocNode *pNode)
 		return false;
 	UnindexTree(pNode);
 	siblings.erase(it);
+	m_GeneratedNameHints.clear();
 	return true;
 }
 

@@ -314,6 +314,8 @@ private:
 	CKV3OwnedValue m_ExtraData;
 	// Every named node by its key, so that checks of names do not walk the tree.
 	std::unordered_map<CUtlString, CModelDocNode *> m_NameIndex;
+	// Where the search for a free generated name starts, per class and scope.
+	mutable std::unordered_map<CUtlString, size_t> m_GeneratedNameHints;
 };
 
 // The format of model documents: "modeldoc32".

@@ -238,29 +238,30 @@ private:
 	const CKV3LineLocator &m_Locator;
 	CUtlString m_Source;
 	int m_nMessages = 0;
+	bool m_bErrorReported = false;
 };
 
 void CModelDocLoader::Report(int severity, const KeyValues3 *pTable, const char *member, const char *fmt, ...)
 {
-	++m_nMessages;
-	if (m_nMessages > MODELDOC_MAX_MESSAGES + 1)
-		return;
 	CUtlString message;
-	if (m_nMessages == MODELDOC_MAX_MESSAGES + 1)
-		message = "Too many problems; the rest are not listed";
-	else
+	if (++m_nMessages <= MODELDOC_MAX_MESSAGES)
 	{
 		va_list args;
 		va_start(args, fmt);
 		message = V_FormatV(fmt, args);
 		va_end(args);
 	}
+	else if (m_nMessages == MODELDOC_MAX_MESSAGES + 1 || (severity == ERROR_SEVERITY_ERROR && !m_bErrorReported))
+		message = "Too many problems; the rest are not listed"; // an error still fails the load
+	else
+		return;
 	ErrorRecord_t record;
 	record.severity = severity;
 	record.file = m_Source.c_str();
 	record.line = member ? m_Locator.MemberLine(pTable, member) : m_Locator.TableLine(pTable);
 	record.message = message.c_str();
 	m_Ctx.OnError(record);
+	m_bErrorReported = m_bErrorReported || severity == ERROR_SEVERITY_ERROR;
 }
 
 CUtlString CModelDocLoader::NodeText(const CModelDocNode &node)

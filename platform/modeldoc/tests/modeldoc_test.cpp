@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "core/fileio.h"
@@ -541,4 +542,40 @@ TEST(ModelDoc, SaveIsAtomicAndReportsFailure)
 	for (const auto &entry : std::filesystem::directory_iterator(temp.Path()))
 		files += entry.is_regular_file();
 	EXPECT_EQ(files, 1);
+}
+
+TEST(ModelDoc, ManyProblemsAreCappedAndStillFail)
+{
+	// Sixty ignored attributes (warnings) and then an unknown class (an error).
+	std::string nodes = "{ _class = \"PoseParam\" name = \"turn\"\n";
+	for (int i = 0; i < 60; ++i)
+		nodes += "unknown_" + std::to_string(i) + " = 1\n";
+	nodes += "}, { _class = \"Mystery\" }";
+	CModelDoc doc;
+	CUtlString error;
+	CCaptureLog log;
+	EXPECT_FALSE(doc.LoadFromText(std::string(kHeader) + "\n{ rootNode = { _class = \"RootNode\" children = [ { _class = \"PoseParamList\" "
+														 "children = [ " + nodes + " ] } ] } }",
+		"many.zmdl", &error));
+	EXPECT_NE(error.find("Too many problems; the rest are not listed"), std::string::npos) << error;
+	EXPECT_EQ(error.find("Unknown node class 'Mystery'"), std::string::npos); // beyond the cap
+	EXPECT_LT(std::count(error.begin(), error.end(), '\n'), 60);
+}
+
+TEST(ModelDoc, ManyUnnamedNodesLoadInLinearTime)
+{
+	// Each generated name is found with one try, so this takes milliseconds, not minutes.
+	std::string text = std::string(kHeader) + "\n{ rootNode = { _class = \"RootNode\" children = [ { _class = \"LODGroupList\" children = [\n";
+	const int count = 20000;
+	for (int i = 0; i < count; ++i)
+		text += "{ _class = \"LODGroup\" },\n";
+	text += "] } ] } }";
+	CModelDoc doc;
+	CUtlString error;
+	ASSERT_TRUE(doc.LoadFromText(text, "lods.zmdl", &error)) << error;
+	CUtlVector<CModelDocNode *> lods;
+	doc.FindNodes("LODGroup", lods);
+	ASSERT_EQ(lods.size(), (size_t)count);
+	EXPECT_EQ(lods.back()->GetName(), "LOD_" + std::to_string(count - 1));
+	EXPECT_EQ(doc.AddNode("LODGroup")->GetName(), "LOD_" + std::to_string(count));
 }
