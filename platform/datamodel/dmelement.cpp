@@ -275,6 +275,12 @@ CDmAttribute *CDmElement::AddAttribute(std::string_view name, DmAttributeType_t 
 	return m_Attributes.back().get();
 }
 
+CDmAttribute *CDmElement::AppendAttribute(std::string_view name, DmAttributeType_t type)
+{
+	m_Attributes.push_back(std::make_unique<CDmAttribute>(this, name, type));
+	return m_Attributes.back().get();
+}
+
 bool CDmElement::RemoveAttribute(std::string_view name)
 {
 	if (name == s_NameAttribute)

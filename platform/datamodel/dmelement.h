@@ -195,7 +195,10 @@ public:
 
 private:
 	friend class CDmxDocument;
+	friend class CDmxElementBuilder; // the readers, which append without looking names up
 	CDmElement(CDmxDocument *pDocument, std::string_view typeName, const DmElementId_t &id);
+	// Adds an attribute at the end without looking for one of that name.
+	CDmAttribute *AppendAttribute(std::string_view name, DmAttributeType_t type);
 
 	CDmxDocument *m_pDocument;
 	DmElementId_t m_Id;
