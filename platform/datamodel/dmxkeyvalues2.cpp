@@ -109,14 +109,8 @@ template <class T> bool ParseValue(std::string_view text, T &out, const char *&w
 					return false; // a blank between the two digits of a byte
 				continue;
 			}
-			int digit;
-			if (c >= '0' && c <= '9')
-				digit = c - '0';
-			else if (c >= 'a' && c <= 'f')
-				digit = c - 'a' + 10;
-			else if (c >= 'A' && c <= 'F')
-				digit = c - 'A' + 10;
-			else
+			const int digit = V_HexDigitValue(c);
+			if (digit < 0)
 				return false;
 			if (high < 0)
 				high = digit;
@@ -130,11 +124,14 @@ template <class T> bool ParseValue(std::string_view text, T &out, const char *&w
 	}
 	else if constexpr (std::is_same_v<T, DmeTime_t>)
 	{
-		what = "a time in seconds (at most 214748.3647 either way)";
+		what = "a time in seconds, from -214748.3648 to 214748.3647";
 		double seconds;
-		if (!ReadNumber(p, end, seconds) || !AtEnd(p, end) || !std::isfinite(seconds) || std::fabs(seconds) > 214748.3647)
+		if (!ReadNumber(p, end, seconds) || !AtEnd(p, end))
 			return false;
-		out = DmeTime_t::FromSeconds(seconds);
+		const double tms = std::round(seconds * 10000.0);
+		if (!(tms >= (double)INT32_MIN && tms <= (double)INT32_MAX))
+			return false;
+		out = DmeTime_t((int32)tms);
 		return true;
 	}
 	else if constexpr (std::is_same_v<T, Color>)
@@ -343,7 +340,7 @@ class CKeyValues2Reader
 {
 public:
 	CKeyValues2Reader(const char *data, size_t size, size_t bodyOffset, const char *sourceName, CDmxDocument &doc)
-		: m_pBegin(data), m_p(data + bodyOffset), m_pEnd(data + size), m_pLineStart(data), m_pSourceName(sourceName), m_Doc(doc)
+		: m_p(data + bodyOffset), m_pEnd(data + size), m_pLineStart(data), m_pSourceName(sourceName), m_Doc(doc)
 	{
 		// Lines before the body (the header line) count.
 		for (const char *p = data; p < m_p; ++p)
@@ -830,7 +827,6 @@ private:
 		return true;
 	}
 
-	const char *m_pBegin;
 	const char *m_p;
 	const char *m_pEnd;
 	const char *m_pLineStart;
