@@ -881,6 +881,11 @@ public:
 
 private:
 
+	enum : size_t
+	{
+		MAX_NOIDS_TEXT_BYTES = 512u << 20, // beyond this, keyvalues2_noids does not repeat elements
+	};
+
 	void Tabs(int count) { m_Out.append((size_t)count, '\t'); }
 
 	void WriteTypeLine(const CDmElement *pElement, int indent)
@@ -933,6 +938,14 @@ private:
 		{
 			m_Error = V_Format("elements are nested more than %d deep at \"%s\": too deep for keyvalues2_noids (save with keyvalues2 or binary)",
 				(int)DMX_TEXT_MAX_NESTING, pAttribute->GetName().c_str());
+			return false;
+		}
+		if (!m_Written.insert(pElement).second)
+			m_bRepeating = true;
+		if (m_bRepeating && m_Out.size() > MAX_NOIDS_TEXT_BYTES)
+		{
+			m_Error = V_Format("repeating shared elements makes the keyvalues2_noids text larger than %d MiB (save with keyvalues2 or binary)",
+				(int)(MAX_NOIDS_TEXT_BYTES >> 20));
 			return false;
 		}
 		if (++m_nNoIdsWrites > m_nMaxNoIdsWrites)
@@ -1091,10 +1104,11 @@ private:
 	std::string m_Out;
 	CUtlString m_Error;
 	std::vector<const CDmElement *> m_TopLevel;
-	std::unordered_set<const CDmElement *> m_Written; // keyvalues2: written or queued
+	std::unordered_set<const CDmElement *> m_Written; // written or queued
 	std::vector<const CDmElement *> m_Path;			  // keyvalues2_noids: the elements being written
 	size_t m_nNoIdsWrites = 0;
 	size_t m_nMaxNoIdsWrites = 0;
+	bool m_bRepeating = false; // keyvalues2_noids: an element has been written twice
 };
 
 class CKeyValues2Serializer final : public IDmxSerializer
