@@ -1,5 +1,6 @@
 #include "meshio/fbxdocument.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -117,8 +118,10 @@ std::string_view CFbxDocument::PropertyString(const FbxProperty_t *property)
 
 bool CFbxDocument::Inflate(const FbxProperty_t &property, size_t elementSize, std::vector<unsigned char> &out, CUtlString &error) const
 {
+	// The output grows with what the stream really gives, up to the declared size: a small
+	// damaged array that claims a large size costs no more memory than it inflates to.
 	const size_t rawSize = (size_t)property.nArrayCount * elementSize;
-	out.resize(rawSize);
+	out.clear();
 	z_stream stream;
 	memset(&stream, 0, sizeof(stream));
 	if (inflateInit(&stream) != Z_OK)
@@ -128,27 +131,52 @@ bool CFbxDocument::Inflate(const FbxProperty_t &property, size_t elementSize, st
 	}
 	stream.next_in = (Bytef *)property.data.data();
 	stream.avail_in = (uInt)property.data.size();
-	stream.next_out = out.data();
-	stream.avail_out = (uInt)rawSize;
-	const int result = inflate(&stream, Z_FINISH);
-	const size_t produced = rawSize - stream.avail_out;
-	const char *message = stream.msg;
+	size_t produced = 0;
 	CUtlString reason;
-	if (result == Z_STREAM_END && produced == rawSize)
+	for (;;)
 	{
-		inflateEnd(&stream);
-		return true;
+		if (produced == out.size())
+		{
+			if (out.size() == rawSize)
+			{
+				// Full: the stream must end here without another byte.
+				unsigned char extra;
+				stream.next_out = &extra;
+				stream.avail_out = 1;
+				const int result = inflate(&stream, Z_FINISH);
+				if (result == Z_STREAM_END && stream.avail_out == 1)
+					break;
+				reason = stream.avail_out == 0 ? V_Format("it inflates to more than the %zu bytes declared", rawSize)
+											   : V_Format("the compressed data %s", result == Z_BUF_ERROR ? "ends early" : "is damaged");
+				break;
+			}
+			out.resize(std::min(rawSize, std::max<size_t>(out.size() * 2, 64 * 1024)));
+		}
+		stream.next_out = out.data() + produced;
+		stream.avail_out = (uInt)(out.size() - produced);
+		const int result = inflate(&stream, Z_NO_FLUSH);
+		produced = out.size() - stream.avail_out;
+		if (result == Z_STREAM_END)
+		{
+			if (produced != rawSize)
+				reason = V_Format("it inflates to %zu bytes, %zu were declared", produced, rawSize);
+			break;
+		}
+		if (result == Z_BUF_ERROR && stream.avail_in == 0)
+		{
+			reason = V_Format("the compressed data ends early (%zu of %zu bytes)", produced, rawSize);
+			break;
+		}
+		if (result != Z_OK && result != Z_BUF_ERROR)
+		{
+			reason = V_Format("zlib: %s", stream.msg ? stream.msg : "damaged data");
+			break;
+		}
 	}
-	if (result == Z_STREAM_END)
-		reason = V_Format("it inflates to %zu bytes, %zu were declared", produced, rawSize);
-	else if (result == Z_BUF_ERROR && stream.avail_out == 0)
-		reason = V_Format("it inflates to more than the %zu bytes declared", rawSize);
-	else if (result == Z_BUF_ERROR)
-		reason = V_Format("the compressed data ends early (%zu of %zu bytes)", produced, rawSize);
-	else
-		reason = V_Format("zlib: %s", message ? message : "damaged data");
 	inflateEnd(&stream);
-	error = Where(property.nOffset) + ": a compressed array of " + std::to_string(property.nArrayCount) + " elements is damaged: " + reason;
+	if (reason.empty())
+		return true;
+	error = Where(property.nOffset) + V_Format(": a compressed array of %u elements is damaged: ", property.nArrayCount) + reason;
 	return false;
 }
 

@@ -778,19 +778,18 @@ bool CFbxSceneReader::ReadSkin(int geometryObject, CSourceMesh &mesh)
 			}
 			Matrix4_t transform, link;
 			bool bTransform = false, bLink = false;
+			// Both are read so that a damaged one is reported.
 			if (!ReadMatrix(node, "Transform", transform, bTransform) || !ReadMatrix(node, "TransformLink", link, bLink))
 				return false;
 			SourceJoint_t &target = m_Scene.joints[joint];
 			if (!target.bSkinned)
 			{
 				target.bSkinned = true;
-				if (bLink)
-				{
-					// Mesh space to joint space at bind time: inverse(link) * transform.
-					Matrix4_t inverseLink;
-					if (MatrixInverse(link, inverseLink))
-						target.inverseBind = bTransform ? MatrixMultiply(inverseLink, transform) : inverseLink;
-				}
+				// The link is the joint's global matrix at bind time (the cluster's Transform,
+				// the mesh's, does not enter the model-space inverse).
+				Matrix4_t inverseLink;
+				if (bLink && MatrixInverse(link, inverseLink))
+					target.inverseBind = inverseLink;
 			}
 		}
 	}
