@@ -116,11 +116,12 @@ std::string_view CFbxDocument::PropertyString(const FbxProperty_t *property)
 	return property->data;
 }
 
-bool CFbxDocument::Inflate(const FbxProperty_t &property, size_t elementSize, std::vector<unsigned char> &out, CUtlString &error) const
+template <typename E> bool CFbxDocument::Inflate(const FbxProperty_t &property, std::vector<E> &out, CUtlString &error) const
 {
 	// The output grows with what the stream really gives, up to the declared size: a small
 	// damaged array that claims a large size costs no more memory than it inflates to.
-	const size_t rawSize = (size_t)property.nArrayCount * elementSize;
+	const size_t rawSize = (size_t)property.nArrayCount * FbxArrayElementSize(property.cType);
+	const size_t count = rawSize / sizeof(E);
 	out.clear();
 	z_stream stream;
 	memset(&stream, 0, sizeof(stream));
@@ -131,13 +132,13 @@ bool CFbxDocument::Inflate(const FbxProperty_t &property, size_t elementSize, st
 	}
 	stream.next_in = (Bytef *)property.data.data();
 	stream.avail_in = (uInt)property.data.size();
-	size_t produced = 0;
+	size_t produced = 0; // bytes
 	CUtlString reason;
 	for (;;)
 	{
-		if (produced == out.size())
+		if (produced == out.size() * sizeof(E))
 		{
-			if (out.size() == rawSize)
+			if (out.size() == count)
 			{
 				// Full: the stream must end here without another byte.
 				unsigned char extra;
@@ -150,12 +151,15 @@ bool CFbxDocument::Inflate(const FbxProperty_t &property, size_t elementSize, st
 											   : V_Format("the compressed data %s", result == Z_BUF_ERROR ? "ends early" : "is damaged");
 				break;
 			}
-			out.resize(std::min(rawSize, std::max<size_t>(out.size() * 2, 64 * 1024)));
+			// Real arrays deflate to a small part of their size; start with room for that.
+			const size_t first = std::max<size_t>(64 * 1024, property.data.size() * 16) / sizeof(E);
+			out.resize(std::min(count, out.empty() ? first : out.size() * 2));
 		}
-		stream.next_out = out.data() + produced;
-		stream.avail_out = (uInt)(out.size() - produced);
+		const size_t room = out.size() * sizeof(E) - produced;
+		stream.next_out = (Bytef *)out.data() + produced;
+		stream.avail_out = (uInt)room;
 		const int result = inflate(&stream, Z_NO_FLUSH);
-		produced = out.size() - stream.avail_out;
+		produced += room - stream.avail_out;
 		if (result == Z_STREAM_END)
 		{
 			if (produced != rawSize)
@@ -309,11 +313,20 @@ template <typename T> bool CFbxDocument::ReadArrayT(const FbxProperty_t &propert
 	}
 
 	const size_t elementSize = FbxArrayElementSize(property.cType);
+	// Stored as wanted: straight into the output.
+	if ((std::is_same_v<T, double> && property.cType == 'd') || (std::is_same_v<T, int32> && property.cType == 'i'))
+	{
+		if (property.nEncoding == 1)
+			return Inflate(property, out, error);
+		out.resize(property.nArrayCount);
+		memcpy(out.data(), property.data.data(), property.data.size());
+		return true;
+	}
 	std::vector<unsigned char> inflated;
 	const unsigned char *raw = (const unsigned char *)property.data.data();
 	if (property.nEncoding == 1)
 	{
-		if (!Inflate(property, elementSize, inflated, error))
+		if (!Inflate(property, inflated, error))
 			return false;
 		raw = inflated.data();
 	}

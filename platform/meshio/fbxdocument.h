@@ -106,7 +106,7 @@ private:
 
 	template <typename T> bool ReadArrayT(const FbxProperty_t &property, std::vector<T> &out, CUtlString &error) const;
 	template <typename T> bool ReadNodeT(const FbxNode_t *node, std::vector<T> &out, CUtlString &error) const;
-	bool Inflate(const FbxProperty_t &property, size_t elementSize, std::vector<unsigned char> &out, CUtlString &error) const;
+	template <typename E> bool Inflate(const FbxProperty_t &property, std::vector<E> &out, CUtlString &error) const;
 
 	CUtlString m_FileName;
 	std::vector<char> m_Bytes;

@@ -66,8 +66,11 @@ private:
 	bool ReadSkeleton();
 	bool ReadGeometry(int object);
 	bool ReadPolygons(const FbxNode_t *geometry, CSourceMesh &mesh, std::vector<int32> &cornerPolygon);
+	// A layer element resolved per corner into `out` (Vector or Vector2D per corner); left
+	// empty when the geometry has no such layer.
+	template <typename V>
 	bool ReadLayer(const FbxNode_t *geometry, const char *layerName, const char *valuesName, const char *indexName, const char *indexName2,
-		int components, const CSourceMesh &mesh, const std::vector<int32> &cornerPolygon, std::vector<double> &perCorner, bool &bFound);
+		const CSourceMesh &mesh, const std::vector<int32> &cornerPolygon, std::vector<V> &out);
 	bool ReadMaterials(const FbxNode_t *geometry, int modelObject, CSourceMesh &mesh);
 	bool ReadSkin(int geometryObject, CSourceMesh &mesh);
 	bool ReadMatrix(const FbxNode_t *node, const char *childName, Matrix4_t &out, bool &bFound);
@@ -504,24 +507,10 @@ bool CFbxSceneReader::ReadGeometry(int objectIndex)
 	if (!ReadPolygons(node, mesh, cornerPolygon))
 		return false;
 
-	bool bFound = false;
-	std::vector<double> perCorner;
-	if (!ReadLayer(node, "LayerElementNormal", "Normals", "NormalsIndex", "NormalIndex", 3, mesh, cornerPolygon, perCorner, bFound))
+	if (!ReadLayer(node, "LayerElementNormal", "Normals", "NormalsIndex", "NormalIndex", mesh, cornerPolygon, mesh.m_CornerNormals))
 		return false;
-	if (bFound)
-	{
-		mesh.m_CornerNormals.resize(mesh.CornerCount());
-		for (int c = 0; c < mesh.CornerCount(); ++c)
-			mesh.m_CornerNormals[c] = Vector((float)perCorner[c * 3], (float)perCorner[c * 3 + 1], (float)perCorner[c * 3 + 2]);
-	}
-	if (!ReadLayer(node, "LayerElementUV", "UV", "UVIndex", "UVIndex", 2, mesh, cornerPolygon, perCorner, bFound))
+	if (!ReadLayer(node, "LayerElementUV", "UV", "UVIndex", "UVIndex", mesh, cornerPolygon, mesh.m_CornerUVs))
 		return false;
-	if (bFound)
-	{
-		mesh.m_CornerUVs.resize(mesh.CornerCount());
-		for (int c = 0; c < mesh.CornerCount(); ++c)
-			mesh.m_CornerUVs[c] = Vector2D((float)perCorner[c * 2], (float)perCorner[c * 2 + 1]);
-	}
 	if (!ReadMaterials(node, model, mesh))
 		return false;
 	if (!ReadSkin(objectIndex, mesh))
@@ -581,11 +570,13 @@ bool CFbxSceneReader::ReadPolygons(const FbxNode_t *geometry, CSourceMesh &mesh,
 	return true;
 }
 
+template <typename V>
 bool CFbxSceneReader::ReadLayer(const FbxNode_t *geometry, const char *layerName, const char *valuesName, const char *indexName,
-	const char *indexName2, int components, const CSourceMesh &mesh, const std::vector<int32> &cornerPolygon, std::vector<double> &perCorner,
-	bool &bFound)
+	const char *indexName2, const CSourceMesh &mesh, const std::vector<int32> &cornerPolygon, std::vector<V> &out)
 {
-	bFound = false;
+	static_assert(sizeof(V) % sizeof(float) == 0);
+	constexpr int components = (int)(sizeof(V) / sizeof(float));
+	out.clear();
 	// The layer element of index 0 (the first one when none says 0).
 	const FbxNode_t *layer = m_Doc.FindChild(geometry, layerName);
 	for (const FbxNode_t *other = layer; other; other = m_Doc.FindNextNamed(other, layerName))
@@ -647,7 +638,8 @@ bool CFbxSceneReader::ReadLayer(const FbxNode_t *geometry, const char *layerName
 		return Fail(layer, "%s: unknown mapping \"%s\"", what.c_str(), CUtlString(mapping).c_str());
 
 	const int corners = mesh.CornerCount();
-	perCorner.assign((size_t)corners * components, 0.0);
+	out.assign(corners, V());
+	float *perCorner = (float *)out.data();
 	const size_t slots = bIndexed ? indices.size() : valueCount;
 	for (int c = 0; c < corners; ++c)
 	{
@@ -680,9 +672,8 @@ bool CFbxSceneReader::ReadLayer(const FbxNode_t *geometry, const char *layerName
 				return Fail(layer, "%s: index %lld at entry %zu is outside its %zu values", what.c_str(), (long long)value, slot, valueCount);
 		}
 		for (int k = 0; k < components; ++k)
-			perCorner[(size_t)c * components + k] = values[(size_t)value * components + k];
+			perCorner[(size_t)c * components + k] = (float)values[(size_t)value * components + k];
 	}
-	bFound = true;
 	return true;
 }
 
