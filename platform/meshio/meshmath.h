@@ -1,37 +1,10 @@
-// Small math for source meshes: 2D vectors, quaternions (x y z w) and 4x4 affine matrices in
+// Small math for source meshes: transforms, quaternion helpers and 4x4 affine matrices in
 // double precision. A matrix acts on column vectors (p' = M p): m[row][3] is the translation.
 #pragma once
 
 #include <cmath>
 
 #include "core/mathtypes.h"
-
-struct Vector2D
-{
-	float x = 0.0f, y = 0.0f;
-
-	constexpr Vector2D() = default;
-	constexpr Vector2D(float fx, float fy) : x(fx), y(fy) {}
-	bool operator==(const Vector2D &other) const = default;
-};
-
-struct Vector4D
-{
-	float x = 0.0f, y = 0.0f, z = 0.0f, w = 0.0f;
-
-	constexpr Vector4D() = default;
-	constexpr Vector4D(float fx, float fy, float fz, float fw) : x(fx), y(fy), z(fz), w(fw) {}
-	bool operator==(const Vector4D &other) const = default;
-};
-
-struct Quaternion
-{
-	float x = 0.0f, y = 0.0f, z = 0.0f, w = 1.0f;
-
-	constexpr Quaternion() = default;
-	constexpr Quaternion(float fx, float fy, float fz, float fw) : x(fx), y(fy), z(fz), w(fw) {}
-	bool operator==(const Quaternion &other) const = default;
-};
 
 // Translation, rotation and scale, applied as T * R * S.
 struct SourceTransform_t

@@ -1,0 +1,47 @@
+#include "meshio/meshsource.h"
+
+#include "core/fileio.h"
+#include "meshio/dmxmesh.h"
+#include "meshio/fbxdocument.h"
+#include "meshio/fbxscene.h"
+
+SourceFormat_t DetectSourceFormat(std::string_view bytes)
+{
+	if (CFbxDocument::LooksLikeBinaryFbx(bytes))
+		return SOURCE_FORMAT_FBX_BINARY;
+	if (CFbxDocument::LooksLikeFbx(bytes))
+		return SOURCE_FORMAT_FBX_ASCII;
+	if (LooksLikeDmx(bytes))
+		return SOURCE_FORMAT_DMX;
+	return SOURCE_FORMAT_UNKNOWN;
+}
+
+bool LoadSourceScene(const char *path, SourceScene_t &scene, CUtlString &error)
+{
+	CUtlBuffer bytes;
+	if (!Plat_ReadFile(path, bytes, &error))
+		return false;
+	switch (DetectSourceFormat(bytes.View()))
+	{
+	case SOURCE_FORMAT_FBX_BINARY:
+	case SOURCE_FORMAT_FBX_ASCII:
+	{
+		CFbxDocument document;
+		return document.Parse(path, bytes.View(), error) && LoadFbxScene(document, scene, error);
+	}
+	case SOURCE_FORMAT_DMX:
+		return LoadDmxSceneBuffer(path, bytes.View(), scene, error);
+	default:
+		error = CUtlString(path) + ": neither an FBX nor a DMX file";
+		return false;
+	}
+}
+
+bool LoadSourceHalfEdgeMesh(const char *path, CHalfEdgeMesh &mesh, SourceMeshMap_t &map, CUtlString &error)
+{
+	SourceScene_t scene;
+	if (!LoadSourceScene(path, scene, error))
+		return false;
+	BuildHalfEdgeMesh(scene, mesh, map);
+	return true;
+}
