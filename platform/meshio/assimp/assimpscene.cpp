@@ -10,8 +10,11 @@
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 
+#include "core/fileio.h"
 #include "core/strtools.h"
+#include "meshio/dmxmesh.h"
 #include "meshio/fbxscene.h"
+#include "meshio/meshsource.h"
 
 namespace
 {
@@ -459,4 +462,22 @@ bool LoadFbxSourceScene(const char *path, SourceScene_t &scene, CUtlString &erro
 		return false;
 	}
 	return true;
+}
+
+bool LoadSourceSceneForCompile(const char *path, SourceScene_t &scene, CUtlString &error)
+{
+	CUtlBuffer bytes;
+	if (!Plat_ReadFile(path, bytes, &error))
+		return false;
+	switch (DetectSourceFormat(bytes.View()))
+	{
+	case SOURCE_FORMAT_FBX_BINARY:
+	case SOURCE_FORMAT_FBX_ASCII:
+		return LoadFbxSourceScene(path, scene, error);
+	case SOURCE_FORMAT_DMX:
+		return LoadDmxSceneBuffer(path, bytes.View(), scene, error);
+	default:
+		error = CUtlString(path) + ": neither an FBX nor a DMX file";
+		return false;
+	}
 }

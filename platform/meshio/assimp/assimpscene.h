@@ -22,3 +22,7 @@ bool LoadAssimpScene(const char *path, SourceScene_t &scene, CUtlString &error);
 // joints' local transforms, the nodes that animations move and the animations from assimp,
 // matched by name.
 bool LoadFbxSourceScene(const char *path, SourceScene_t &scene, CUtlString &error);
+
+// A mesh or animation source of either kind, as the compiler reads it: FBX through
+// LoadFbxSourceScene, DMX through the data model.
+bool LoadSourceSceneForCompile(const char *path, SourceScene_t &scene, CUtlString &error);
