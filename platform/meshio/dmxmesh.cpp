@@ -715,11 +715,13 @@ int CleanWeights(std::vector<std::pair<int32, float>> &pairs, int jointCount, in
 {
 	const size_t given = pairs.size();
 	std::vector<std::pair<int32, float>> merged;
-	for (const auto &[joint, weight] : pairs)
+	for (const std::pair<int32, float> &pair : pairs)
 	{
+		const int32 joint = pair.first;
+		const float weight = pair.second;
 		if (!(weight > DMX_MIN_JOINT_WEIGHT) || joint < 0 || (jointListSize > 0 && joint >= jointListSize))
 			continue;
-		auto it = std::find_if(merged.begin(), merged.end(), [&](const auto &pair) { return pair.first == joint; });
+		auto it = std::find_if(merged.begin(), merged.end(), [joint](const std::pair<int32, float> &entry) { return entry.first == joint; });
 		if (it != merged.end())
 			it->second += weight;
 		else
