@@ -11,6 +11,18 @@
 inline char V_tolower(char c) { return (c >= 'A' && c <= 'Z') ? char(c + ('a' - 'A')) : c; }
 inline char V_toupper(char c) { return (c >= 'a' && c <= 'z') ? char(c - ('a' - 'A')) : c; }
 
+// The value of a hexadecimal digit (either case), or -1.
+inline int V_HexDigitValue(char c)
+{
+	if (c >= '0' && c <= '9')
+		return c - '0';
+	if (c >= 'a' && c <= 'f')
+		return c - 'a' + 10;
+	if (c >= 'A' && c <= 'F')
+		return c - 'A' + 10;
+	return -1;
+}
+
 // Case-insensitive comparisons (ASCII folding; other bytes compare as they are).
 int V_stricmp(const char *a, const char *b);
 int V_strnicmp(const char *a, const char *b, size_t n);

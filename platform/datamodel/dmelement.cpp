@@ -86,15 +86,8 @@ bool DmElementId_t::Parse(std::string_view text, DmElementId_t &out)
 		int value = 0;
 		for (int k = 0; k < 2; ++k)
 		{
-			const char c = text[position++];
-			int digit;
-			if (c >= '0' && c <= '9')
-				digit = c - '0';
-			else if (c >= 'a' && c <= 'f')
-				digit = c - 'a' + 10;
-			else if (c >= 'A' && c <= 'F')
-				digit = c - 'A' + 10;
-			else
+			const int digit = V_HexDigitValue(text[position++]);
+			if (digit < 0)
 				return false;
 			value = value * 16 + digit;
 		}

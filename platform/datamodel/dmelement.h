@@ -171,7 +171,7 @@ public:
 		CDmAttribute *p = AddAttribute(name, DmAttributeTypeOf<T>::value);
 		return p && p->SetValue(value);
 	}
-	bool SetValue(std::string_view name, const char *value) { return SetValue(name, CUtlString(value)); }
+	bool SetValue(std::string_view name, const char *value) { return SetValue(name, CUtlString(value ? value : "")); }
 	bool SetValue(std::string_view name, std::string_view value) { return SetValue(name, CUtlString(value)); }
 	bool SetValue(std::string_view name, std::nullptr_t) { return SetValue(name, (CDmElement *)nullptr); }
 

@@ -464,9 +464,12 @@ private:
 					T values;
 					if constexpr (IsPlainValue<E>)
 					{
-						values.resize(count);
-						memcpy((void *)values.data(), m_pData + m_nPos, (size_t)count * sizeof(E));
-						m_nPos += (size_t)count * sizeof(E);
+						if (count)
+						{
+							values.resize(count);
+							memcpy((void *)values.data(), m_pData + m_nPos, (size_t)count * sizeof(E));
+							m_nPos += (size_t)count * sizeof(E);
+						}
 					}
 					else
 					{

@@ -250,6 +250,8 @@ bool DmxSaveBuffer(CUtlBuffer &out, const CDmElement *pRoot, const char *encodin
 	header.formatVersion = formatVersion == DMX_CURRENT_FORMAT_VERSION ? DmxCurrentFormatVersion(formatName) : formatVersion;
 	if (header.formatVersion < 0)
 		return fail(V_Format("%d cannot be a format version", formatVersion));
+	if (DmxHeaderLine(header).size() + 2 > DMX_MAX_HEADER_LENGTH)
+		return fail(V_Format("the format name \"%.40s...\" makes the header line longer than %d bytes", formatName, (int)DMX_MAX_HEADER_LENGTH));
 	return pSerializer->Serialize(out, header, pRoot, pError);
 }
 

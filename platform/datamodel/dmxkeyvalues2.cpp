@@ -109,14 +109,8 @@ template <class T> bool ParseValue(std::string_view text, T &out, const char *&w
 					return false; // a blank between the two digits of a byte
 				continue;
 			}
-			int digit;
-			if (c >= '0' && c <= '9')
-				digit = c - '0';
-			else if (c >= 'a' && c <= 'f')
-				digit = c - 'a' + 10;
-			else if (c >= 'A' && c <= 'F')
-				digit = c - 'A' + 10;
-			else
+			const int digit = V_HexDigitValue(c);
+			if (digit < 0)
 				return false;
 			if (high < 0)
 				high = digit;
@@ -130,11 +124,14 @@ template <class T> bool ParseValue(std::string_view text, T &out, const char *&w
 	}
 	else if constexpr (std::is_same_v<T, DmeTime_t>)
 	{
-		what = "a time in seconds (at most 214748.3647 either way)";
+		what = "a time in seconds, from -214748.3648 to 214748.3647";
 		double seconds;
-		if (!ReadNumber(p, end, seconds) || !AtEnd(p, end) || !std::isfinite(seconds) || std::fabs(seconds) > 214748.3647)
+		if (!ReadNumber(p, end, seconds) || !AtEnd(p, end))
 			return false;
-		out = DmeTime_t::FromSeconds(seconds);
+		const double tms = std::round(seconds * 10000.0);
+		if (!(tms >= (double)INT32_MIN && tms <= (double)INT32_MAX))
+			return false;
+		out = DmeTime_t((int32)tms);
 		return true;
 	}
 	else if constexpr (std::is_same_v<T, Color>)
@@ -343,7 +340,7 @@ class CKeyValues2Reader
 {
 public:
 	CKeyValues2Reader(const char *data, size_t size, size_t bodyOffset, const char *sourceName, CDmxDocument &doc)
-		: m_pBegin(data), m_p(data + bodyOffset), m_pEnd(data + size), m_pLineStart(data), m_pSourceName(sourceName), m_Doc(doc)
+		: m_p(data + bodyOffset), m_pEnd(data + size), m_pLineStart(data), m_pSourceName(sourceName), m_Doc(doc)
 	{
 		// Lines before the body (the header line) count.
 		for (const char *p = data; p < m_p; ++p)
@@ -830,7 +827,6 @@ private:
 		return true;
 	}
 
-	const char *m_pBegin;
 	const char *m_p;
 	const char *m_pEnd;
 	const char *m_pLineStart;
@@ -885,6 +881,11 @@ public:
 
 private:
 
+	enum : size_t
+	{
+		MAX_NOIDS_TEXT_BYTES = 512u << 20, // beyond this, keyvalues2_noids does not repeat elements
+	};
+
 	void Tabs(int count) { m_Out.append((size_t)count, '\t'); }
 
 	void WriteTypeLine(const CDmElement *pElement, int indent)
@@ -937,6 +938,14 @@ private:
 		{
 			m_Error = V_Format("elements are nested more than %d deep at \"%s\": too deep for keyvalues2_noids (save with keyvalues2 or binary)",
 				(int)DMX_TEXT_MAX_NESTING, pAttribute->GetName().c_str());
+			return false;
+		}
+		if (!m_Written.insert(pElement).second)
+			m_bRepeating = true;
+		if (m_bRepeating && m_Out.size() > MAX_NOIDS_TEXT_BYTES)
+		{
+			m_Error = V_Format("repeating shared elements makes the keyvalues2_noids text larger than %d MiB (save with keyvalues2 or binary)",
+				(int)(MAX_NOIDS_TEXT_BYTES >> 20));
 			return false;
 		}
 		if (++m_nNoIdsWrites > m_nMaxNoIdsWrites)
@@ -1095,10 +1104,11 @@ private:
 	std::string m_Out;
 	CUtlString m_Error;
 	std::vector<const CDmElement *> m_TopLevel;
-	std::unordered_set<const CDmElement *> m_Written; // keyvalues2: written or queued
+	std::unordered_set<const CDmElement *> m_Written; // written or queued
 	std::vector<const CDmElement *> m_Path;			  // keyvalues2_noids: the elements being written
 	size_t m_nNoIdsWrites = 0;
 	size_t m_nMaxNoIdsWrites = 0;
+	bool m_bRepeating = false; // keyvalues2_noids: an element has been written twice
 };
 
 class CKeyValues2Serializer final : public IDmxSerializer

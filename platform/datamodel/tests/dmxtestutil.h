@@ -1,5 +1,5 @@
-// Helpers of the data model's tests: a document with a value of every type, a deep comparison
-// of two element graphs, and saving to and loading from memory.
+// Helpers of the data model's tests: a document with a value of every type, and saving to and
+// loading from memory.
 #pragma once
 
 #include <cmath>
@@ -12,6 +12,7 @@
 
 #include "core/strtools.h"
 #include "datamodel/dmxio.h"
+#include "dmxcompare.h"
 
 namespace dmxtest
 {
@@ -57,7 +58,7 @@ inline CDmElement *BuildEveryType(CDmxDocument &doc, bool bCycle = true)
 	pRoot->SetArray<bool>("bool_array", { true, false, true });
 	pRoot->SetArray<CUtlString>("string_array", { "", "a,b", "]\"[", "x" });
 	pRoot->SetArray<CUtlBinaryBlock>("binary_array", { {}, { 0, 255 }, { 1 } });
-	pRoot->SetArray<DmeTime_t>("time_array", { DmeTime_t(0), DmeTime_t(1), DmeTime_t(2147483647), DmeTime_t(-10000) });
+	pRoot->SetArray<DmeTime_t>("time_array", { DmeTime_t(0), DmeTime_t(1), DmeTime_t(2147483647), DmeTime_t(-10000), DmeTime_t(INT32_MIN) });
 	pRoot->SetArray<Color>("color_array", { Color(1, 2, 3, 4), Color(0, 0, 0, 0) });
 	pRoot->SetArray<Vector2D>("vector2_array", { { 0.5f, 0.25f }, { -1, 1 } });
 	pRoot->SetArray<Vector>("vector3_array", { { 1, 2, 3 }, { 4, 5, 6 } });
@@ -69,99 +70,6 @@ inline CDmElement *BuildEveryType(CDmxDocument &doc, bool bCycle = true)
 	pRoot->SetArray<CDmElement *>("empty_element_array", {});
 	return pRoot;
 }
-
-// Bitwise comparison of two values of one type (floats by their bits, so that -0 and 0 differ).
-template <class T> bool SameBits(const T &a, const T &b)
-{
-	if constexpr (std::is_same_v<T, CUtlString> || std::is_same_v<T, CUtlBinaryBlock>)
-		return a == b;
-	else if constexpr (std::is_same_v<T, bool>)
-		return a == b;
-	else
-		return memcmp(&a, &b, sizeof(T)) == 0;
-}
-
-// Compares the graphs reachable from two elements: type names, ids (when bCompareIds), and the
-// attributes in order with their values; element references must correspond one to one.
-class CGraphComparer
-{
-public:
-	explicit CGraphComparer(bool bCompareIds) : m_bCompareIds(bCompareIds) {}
-
-	bool Same(const CDmElement *a, const CDmElement *b)
-	{
-		if (!a || !b)
-			return Note(a == b, "null against an element");
-		const auto found = m_Pairs.find(a);
-		if (found != m_Pairs.end())
-			return Note(found->second == b, "a shared element corresponds to two elements");
-		m_Pairs.emplace(a, b);
-		if (a->GetTypeName() != b->GetTypeName())
-			return Note(false, "type " + a->GetTypeName() + " against " + b->GetTypeName());
-		if (m_bCompareIds && !(a->GetId() == b->GetId()))
-			return Note(false, "ids differ for " + a->GetTypeName());
-		if (a->AttributeCount() != b->AttributeCount())
-			return Note(false, V_Format("%s has %d attributes against %d", a->GetName().c_str(), a->AttributeCount(), b->AttributeCount()));
-		for (int i = 0; i < a->AttributeCount(); ++i)
-		{
-			const CDmAttribute *pA = a->GetAttribute(i);
-			const CDmAttribute *pB = b->GetAttribute(i);
-			if (pA->GetName() != pB->GetName() || pA->GetType() != pB->GetType())
-				return Note(false, "attribute " + pA->GetName() + " against " + pB->GetName());
-			if (!SameValue(pA, pB))
-				return Note(false, "value of " + a->GetName() + "." + pA->GetName());
-		}
-		return true;
-	}
-
-	std::string m_Why;
-
-private:
-	bool Note(bool bOk, const std::string &why)
-	{
-		if (!bOk && m_Why.empty())
-			m_Why = why;
-		return bOk;
-	}
-
-	bool SameValue(const CDmAttribute *pA, const CDmAttribute *pB)
-	{
-		return std::visit(
-			[&](const auto &a) -> bool
-			{
-				using T = std::decay_t<decltype(a)>;
-				const T &b = std::get<T>(pB->GetVariant());
-				if constexpr (std::is_same_v<T, std::monostate>)
-					return true;
-				else if constexpr (std::is_same_v<T, CDmElement *>)
-					return Same(a, b);
-				else if constexpr (std::is_same_v<T, std::vector<CDmElement *>>)
-				{
-					if (a.size() != b.size())
-						return false;
-					for (size_t i = 0; i < a.size(); ++i)
-						if (!Same(a[i], b[i]))
-							return false;
-					return true;
-				}
-				else if constexpr (DmScalarValue<T>)
-					return SameBits(a, b);
-				else
-				{
-					if (a.size() != b.size())
-						return false;
-					for (size_t i = 0; i < a.size(); ++i)
-						if (!SameBits<typename T::value_type>(a[i], b[i]))
-							return false;
-					return true;
-				}
-			},
-			pA->GetVariant());
-	}
-
-	bool m_bCompareIds;
-	std::unordered_map<const CDmElement *, const CDmElement *> m_Pairs;
-};
 
 inline std::string SaveToString(const CDmElement *pRoot, const char *encoding, const char *format = "dmx", int version = DMX_CURRENT_FORMAT_VERSION)
 {

@@ -386,10 +386,16 @@ TEST(DmxText, FilesAreReadAndWrittenByName)
 	ASSERT_TRUE(Plat_ReadFile(copy.c_str(), after));
 	EXPECT_EQ(before.View(), after.View());
 
-	EXPECT_FALSE(DmxLoadFile(folder.Path("missing.dmx").c_str(), doc, &error));
+	CDmxDocument missing;
+	EXPECT_FALSE(DmxLoadFile(folder.Path("missing.dmx").c_str(), missing, &error));
 	EXPECT_NE(error.find("missing.dmx"), std::string::npos) << error;
 	EXPECT_FALSE(DmxSaveFile(copy.c_str(), pRoot, "xml", "dmx", 1, &error));
 	EXPECT_NE(error.find("unknown encoding \"xml\""), std::string::npos) << error;
 	EXPECT_FALSE(DmxSaveFile(copy.c_str(), nullptr, "binary", "dmx", 1, &error));
 	EXPECT_FALSE(DmxSaveFile(copy.c_str(), pRoot, "binary", "two words", 1, &error));
+	EXPECT_FALSE(DmxSaveFile(copy.c_str(), pRoot, "binary", std::string(250, 'f').c_str(), 1, &error));
+	EXPECT_NE(error.find("longer than 256 bytes"), std::string::npos) << error;
+	EXPECT_TRUE(DmxSaveFile(copy.c_str(), pRoot, "binary", std::string(200, 'f').c_str(), 1, &error)) << error;
+	EXPECT_TRUE(DmxLoadFile(copy.c_str(), missing, &error)) << error;
+	EXPECT_EQ(missing.GetFormatName(), std::string(200, 'f'));
 }
