@@ -1,4 +1,4 @@
-// DMX mesh and animation files by the project's schema (see README.md beside this file): reading
+// DMX mesh and animation files by the project's schema (platform/datamodel/README.md): reading
 // them into a source scene, writing a source scene as one, and the preparation that a mesh gets
 // on its way into the content tree.
 //

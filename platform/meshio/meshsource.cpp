@@ -16,21 +16,41 @@ SourceFormat_t DetectSourceFormat(std::string_view bytes)
 	return SOURCE_FORMAT_UNKNOWN;
 }
 
+CUtlString SourceFormatToken(std::string_view bytes)
+{
+	switch (DetectSourceFormat(bytes))
+	{
+	case SOURCE_FORMAT_FBX_BINARY:
+		return "fbx-binary";
+	case SOURCE_FORMAT_FBX_ASCII:
+		return "fbx-ascii";
+	case SOURCE_FORMAT_DMX:
+		return DmxFormatToken(bytes);
+	default:
+		return {};
+	}
+}
+
 bool LoadSourceScene(const char *path, SourceScene_t &scene, CUtlString &error)
 {
 	CUtlBuffer bytes;
 	if (!Plat_ReadFile(path, bytes, &error))
 		return false;
-	switch (DetectSourceFormat(bytes.View()))
+	return LoadSourceScene(path, bytes.View(), scene, error);
+}
+
+bool LoadSourceScene(const char *path, std::string_view bytes, SourceScene_t &scene, CUtlString &error)
+{
+	switch (DetectSourceFormat(bytes))
 	{
 	case SOURCE_FORMAT_FBX_BINARY:
 	case SOURCE_FORMAT_FBX_ASCII:
 	{
 		CFbxDocument document;
-		return document.Parse(path, bytes.View(), error) && LoadFbxScene(document, scene, error);
+		return document.Parse(path, bytes, error) && LoadFbxScene(document, scene, error);
 	}
 	case SOURCE_FORMAT_DMX:
-		return LoadDmxSceneBuffer(path, bytes.View(), scene, error);
+		return LoadDmxSceneBuffer(path, bytes, scene, error);
 	default:
 		error = CUtlString(path) + ": neither an FBX nor a DMX file";
 		return false;

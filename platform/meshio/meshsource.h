@@ -19,9 +19,14 @@ enum SourceFormat_t
 
 // What the first bytes of a file say it is.
 SourceFormat_t DetectSourceFormat(std::string_view bytes);
+// "fbx-binary", "fbx-ascii", "dmx-binary", "dmx-keyvalues2", "dmx-keyvalues2_noids"; empty for
+// anything else.
+CUtlString SourceFormatToken(std::string_view bytes);
 
 // Reads a source file into a scene. false with a message naming the file when it cannot.
 bool LoadSourceScene(const char *path, SourceScene_t &scene, CUtlString &error);
+// The same from the file's bytes already read; `path` names them in messages.
+bool LoadSourceScene(const char *path, std::string_view bytes, SourceScene_t &scene, CUtlString &error);
 
 // The half-edge mesh of a source file (every mesh of it in one), as the topology check sees it.
 bool LoadSourceHalfEdgeMesh(const char *path, CHalfEdgeMesh &mesh, SourceMeshMap_t &map, CUtlString &error);

@@ -12,7 +12,6 @@
 
 #include "core/fileio.h"
 #include "core/strtools.h"
-#include "meshio/dmxmesh.h"
 #include "meshio/fbxscene.h"
 #include "meshio/meshsource.h"
 
@@ -82,6 +81,17 @@ void ListNodes(const aiNode *root, std::vector<AssimpNode_t> &out)
 		for (unsigned i = node->mNumChildren; i-- > 0;)
 			stack.emplace_back(node->mChildren[i], index);
 	}
+}
+
+// The joint of a node, or of the nearest node above it that is one; -1 when none is.
+int JointAtOrAbove(const std::vector<AssimpNode_t> &nodes, const std::vector<int> &jointOfNode, int node)
+{
+	for (int at = node; at >= 0; at = nodes[at].nParent)
+	{
+		if (jointOfNode[at] >= 0)
+			return jointOfNode[at];
+	}
+	return -1;
 }
 
 // Interpolated keys of one channel at a time in ticks; outside the keys the nearest one holds.
@@ -261,6 +271,17 @@ std::vector<bool> FindJointNodes(const aiScene *ai, const std::vector<AssimpNode
 	}
 	return joint;
 }
+// The animations sampled for the scene's joints, and the whole checked.
+bool FinishScene(const aiScene *ai, const char *path, SourceScene_t &scene, CUtlString &error)
+{
+	SampleAnimations(ai, scene);
+	if (!scene.Validate(error))
+	{
+		error = CUtlString(path) + ": " + error;
+		return false;
+	}
+	return true;
+}
 } // namespace
 
 unsigned int MeshioAssimpFlags()
@@ -286,14 +307,7 @@ bool LoadAssimpScene(const char *path, SourceScene_t &scene, CUtlString &error)
 			continue;
 		SourceJoint_t joint;
 		joint.name = NodeName(nodes[i].pNode->mName);
-		for (int at = nodes[i].nParent; at >= 0; at = nodes[at].nParent)
-		{
-			if (jointOfNode[at] >= 0)
-			{
-				joint.nParent = jointOfNode[at];
-				break;
-			}
-		}
+		joint.nParent = JointAtOrAbove(nodes, jointOfNode, nodes[i].nParent);
 		joint.bindLocal = TransformFromMatrix(ToMatrix(nodes[i].pNode->mTransformation));
 		MatrixInverse(nodes[i].global, joint.inverseBind);
 		jointOfNode[i] = (int)scene.joints.size();
@@ -315,14 +329,7 @@ bool LoadAssimpScene(const char *path, SourceScene_t &scene, CUtlString &error)
 			CSourceMesh mesh;
 			mesh.m_Name = am->mName.length ? NodeName(am->mName) : NodeName(node->mName);
 			mesh.m_MeshToModel = nodes[n].global;
-			for (int at = (int)n; at >= 0; at = nodes[at].nParent)
-			{
-				if (jointOfNode[at] >= 0)
-				{
-					mesh.m_nParentJoint = jointOfNode[at];
-					break;
-				}
-			}
+			mesh.m_nParentJoint = JointAtOrAbove(nodes, jointOfNode, (int)n);
 			mesh.m_Positions.resize(am->mNumVertices);
 			for (unsigned v = 0; v < am->mNumVertices; ++v)
 				mesh.m_Positions[v] = Vector(am->mVertices[v].x, am->mVertices[v].y, am->mVertices[v].z);
@@ -376,13 +383,7 @@ bool LoadAssimpScene(const char *path, SourceScene_t &scene, CUtlString &error)
 			scene.meshes.push_back(std::move(mesh));
 		}
 	}
-	SampleAnimations(ai.get(), scene);
-	if (!scene.Validate(error))
-	{
-		error = CUtlString(path) + ": " + error;
-		return false;
-	}
-	return true;
+	return FinishScene(ai.get(), path, scene, error);
 }
 
 bool LoadFbxSourceScene(const char *path, SourceScene_t &scene, CUtlString &error)
@@ -420,15 +421,7 @@ bool LoadFbxSourceScene(const char *path, SourceScene_t &scene, CUtlString &erro
 		else
 			MatrixInverse(nodes[i].global, joint.inverseBind);
 		joint.name = name;
-		joint.nParent = -1;
-		for (int at = nodes[i].nParent; at >= 0; at = nodes[at].nParent)
-		{
-			if (jointOfNode[at] >= 0)
-			{
-				joint.nParent = jointOfNode[at];
-				break;
-			}
-		}
+		joint.nParent = JointAtOrAbove(nodes, jointOfNode, nodes[i].nParent);
 		joint.bindLocal = TransformFromMatrix(ToMatrix(nodes[i].pNode->mTransformation));
 		jointOfNode[i] = (int)joints.size();
 		newIndex.emplace(name, (int)joints.size());
@@ -455,13 +448,7 @@ bool LoadFbxSourceScene(const char *path, SourceScene_t &scene, CUtlString &erro
 	}
 	scene.joints = std::move(joints);
 	// Joints that assimp does not know keep their rest transform in every frame.
-	SampleAnimations(ai.get(), scene);
-	if (!scene.Validate(error))
-	{
-		error = CUtlString(path) + ": " + error;
-		return false;
-	}
-	return true;
+	return FinishScene(ai.get(), path, scene, error);
 }
 
 bool LoadSourceSceneForCompile(const char *path, SourceScene_t &scene, CUtlString &error)
@@ -469,15 +456,8 @@ bool LoadSourceSceneForCompile(const char *path, SourceScene_t &scene, CUtlStrin
 	CUtlBuffer bytes;
 	if (!Plat_ReadFile(path, bytes, &error))
 		return false;
-	switch (DetectSourceFormat(bytes.View()))
-	{
-	case SOURCE_FORMAT_FBX_BINARY:
-	case SOURCE_FORMAT_FBX_ASCII:
+	const SourceFormat_t format = DetectSourceFormat(bytes.View());
+	if (format == SOURCE_FORMAT_FBX_BINARY || format == SOURCE_FORMAT_FBX_ASCII)
 		return LoadFbxSourceScene(path, scene, error);
-	case SOURCE_FORMAT_DMX:
-		return LoadDmxSceneBuffer(path, bytes.View(), scene, error);
-	default:
-		error = CUtlString(path) + ": neither an FBX nor a DMX file";
-		return false;
-	}
+	return LoadSourceScene(path, bytes.View(), scene, error);
 }

@@ -57,21 +57,7 @@ bool LoadInfo(const char *path, SourceInfo_t &info, CUtlString &error)
 	CUtlBuffer bytes;
 	if (!Plat_ReadFile(path, bytes, &error))
 		return false;
-	switch (DetectSourceFormat(bytes.View()))
-	{
-	case SOURCE_FORMAT_FBX_BINARY:
-		info.format = "fbx-binary";
-		break;
-	case SOURCE_FORMAT_FBX_ASCII:
-		info.format = "fbx-ascii";
-		break;
-	case SOURCE_FORMAT_DMX:
-		info.format = DmxFormatToken(bytes.View());
-		break;
-	default:
-		error = CUtlString(path) + ": neither an FBX nor a DMX file";
-		return false;
-	}
+	info.format = SourceFormatToken(bytes.View());
 	if (!LoadSourceSceneForCompile(path, info.scene, error))
 		return false;
 	CheckSourceTopology(info.scene, info.report, &info.map);
