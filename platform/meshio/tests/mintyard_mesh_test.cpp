@@ -18,7 +18,7 @@ std::string Quote(const std::string &text)
 // Runs the tool with standard output only (standard error dropped).
 CommandResult_t RunQuiet(const std::string &arguments)
 {
-	return RunCommand(s_Tool + " " + arguments + " 2>/dev/null");
+	return RunCommand("(" + s_Tool + " " + arguments + " 2>/dev/null)");
 }
 
 bool ParseJson(const std::string &text, rapidjson::Document &json)
@@ -174,4 +174,35 @@ TEST(MintyardMesh, ExitCodes)
 	EXPECT_EQ(RunQuiet("info " + Quote(junk)).exitCode, 1);
 	EXPECT_EQ(RunQuiet("convert " + Quote(junk) + " " + Quote(folder.Path("out.dmx"))).exitCode, 1);
 	EXPECT_EQ(RunQuiet("convert " + Quote(WriteQuadFbx(folder)) + " " + Quote(folder.Path("no/such/folder/out.dmx"))).exitCode, 1);
+}
+
+TEST(MintyardMesh, AnFbxThatOnlyOurReaderTakesIsDescribedWithAWarning)
+{
+	// FBX 6 keeps the geometry in the model; assimp refuses files that old.
+	CTempDirectory folder;
+	const std::string path = folder.Write("old.fbx", R"(; FBX 6.1.0 project file
+FBXHeaderExtension:  {
+	FBXVersion: 6100
+}
+Objects:  {
+	Model: "Model::tri", "Mesh" {
+		Vertices: 0,0,0,1,0,0,0,1,0,0,0,1
+		PolygonVertexIndex: 0,1,-3,0,2,-4
+	}
+}
+Connections:  {
+	Connect: "OO", "Model::tri", "Model::Scene"
+}
+)");
+	const CommandResult_t result = RunQuiet("info --json " + Quote(path));
+	ASSERT_EQ(result.exitCode, 0) << result.output;
+	rapidjson::Document json;
+	ASSERT_TRUE(ParseJson(result.output, json)) << result.output;
+	EXPECT_EQ(json["vertices"].GetInt(), 4);
+	EXPECT_EQ(json["triangles"].GetInt(), 2);
+	EXPECT_EQ(json["topology"]["border_edges"].GetInt(), 4);
+	ASSERT_EQ(json["warnings"].Size(), 1u);
+	EXPECT_NE(std::string(json["warnings"][0].GetString()).find("assimp cannot read it"), std::string::npos);
+	// Converting needs the whole scene: that fails with assimp's message.
+	EXPECT_EQ(RunQuiet("convert " + Quote(path) + " " + Quote(folder.Path("old.dmx"))).exitCode, 1);
 }

@@ -47,6 +47,7 @@ int Usage(const char *message = nullptr)
 struct SourceInfo_t
 {
 	CUtlString format;
+	std::vector<CUtlString> warnings;
 	SourceScene_t scene;
 	MeshTopologyReport_t report;
 	SourceMeshMap_t map;
@@ -59,7 +60,14 @@ bool LoadInfo(const char *path, SourceInfo_t &info, CUtlString &error)
 		return false;
 	info.format = SourceFormatToken(bytes.View());
 	if (!LoadSourceSceneForCompile(path, info.scene, error))
-		return false;
+	{
+		// An FBX that our reader takes and assimp does not (FBX 6, say): what our reader sees,
+		// without animations, and a warning that the compiler will not read it.
+		CUtlString ourError;
+		if (!info.format.starts_with("fbx-") || !LoadSourceScene(path, bytes.View(), info.scene, ourError))
+			return false;
+		info.warnings.push_back("assimp cannot read it, so it will not compile and its animations are not shown: " + error);
+	}
 	CheckSourceTopology(info.scene, info.report, &info.map);
 	return true;
 }
@@ -107,6 +115,11 @@ void PrintJson(const char *path, const SourceInfo_t &info)
 	WriteString(json, info.format);
 	json.Key("format_version");
 	json.Int(scene.nFormatVersion);
+	json.Key("warnings");
+	json.StartArray();
+	for (const CUtlString &warning : info.warnings)
+		WriteString(json, warning);
+	json.EndArray();
 	json.Key("vertices");
 	json.Int64(scene.PositionCount());
 	json.Key("polygons");
@@ -224,6 +237,8 @@ void PrintText(const char *path, const SourceInfo_t &info)
 	const SourceScene_t &scene = info.scene;
 	const MeshTopologyReport_t &report = info.report;
 	printf("file: %s\n", path);
+	for (const CUtlString &warning : info.warnings)
+		printf("warning: %s\n", warning.c_str());
 	printf("format: %s (version %d)\n", info.format.c_str(), scene.nFormatVersion);
 	printf("vertices: %lld\n", (long long)scene.PositionCount());
 	printf("polygons: %lld\n", (long long)scene.PolygonCount());
@@ -285,6 +300,8 @@ int Info(int argc, char **argv)
 		fprintf(stderr, "mintyard_mesh: %s\n", error.c_str());
 		return 1;
 	}
+	for (const CUtlString &warning : info.warnings)
+		fprintf(stderr, "mintyard_mesh: warning: %s\n", warning.c_str());
 	if (bJson)
 		PrintJson(path, info);
 	else
