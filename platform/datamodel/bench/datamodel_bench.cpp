@@ -126,6 +126,14 @@ struct Files_t
 	std::string text;
 	std::string binaryPath;
 	std::string textPath;
+
+	~Files_t()
+	{
+		if (!binaryPath.empty())
+			unlink(binaryPath.c_str());
+		if (!textPath.empty())
+			unlink(textPath.c_str());
+	}
 };
 
 const Files_t &Files()
@@ -148,10 +156,6 @@ const Files_t &Files()
 		files.textPath = "/tmp/datamodel_bench_" + std::to_string(getpid()) + "_text.dmx";
 		Plat_WriteFileAtomic(files.binaryPath.c_str(), files.binary.data(), files.binary.size());
 		Plat_WriteFileAtomic(files.textPath.c_str(), files.text.data(), files.text.size());
-		std::atexit([] {
-			unlink(Files().binaryPath.c_str());
-			unlink(Files().textPath.c_str());
-		});
 		fprintf(stderr, "binary file %.1f MB, keyvalues2 file %.1f MB\n", files.binary.size() / 1e6, files.text.size() / 1e6);
 		return files;
 	}();
