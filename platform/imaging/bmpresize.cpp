@@ -119,7 +119,10 @@ BMPResizeResult_t ResizeLoaded(SDL_RWops *pSource, const char *pName, int nWidth
 		SDL_SetSurfacePalette(pScaled, pFormat->palette);
 	SDL_SetSurfaceBlendMode(pLoaded, SDL_BLENDMODE_NONE);
 	BMPResizeResult_t result = BMP_RESIZE_DONE;
-	if (SDL_UpperBlitScaled(pLoaded, nullptr, pScaled, nullptr) != 0)
+	// SDL has no scaled blit between palettised surfaces; its stretch of the indices is one.
+	const int nBlit = pFormat->palette ? SDL_SoftStretch(pLoaded, nullptr, pScaled, nullptr)
+									   : SDL_UpperBlitScaled(pLoaded, nullptr, pScaled, nullptr);
+	if (nBlit != 0)
 	{
 		if (pError)
 			*pError = V_Format("%s: cannot rescale the BMP: %s", pName, SDL_GetError());

@@ -1,105 +1,22 @@
 #include "imaging/imageload.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <stb_image.h>
-#include <zlib.h>
 
 #include "core/strtools.h"
+#include "imaging/imagesource.h"
+#include "imaging/imagestructure.h"
 
 namespace
 {
-// Random access to the bytes of an image, held in memory or read from an open file.
-class IByteSource
-{
-public:
-	virtual uint64 Size() const = 0;
-	// Reads up to nCount bytes at nOffset and returns how many were read (fewer at the end).
-	virtual size_t ReadAt(uint64 nOffset, void *pOut, size_t nCount) = 0;
-
-protected:
-	~IByteSource() = default;
-};
-
-class CMemorySource final : public IByteSource
-{
-public:
-	CMemorySource(const void *pData, size_t nSize) : m_pData((const uint8 *)pData), m_nSize(pData ? nSize : 0) {}
-
-	uint64 Size() const override { return m_nSize; }
-	size_t ReadAt(uint64 nOffset, void *pOut, size_t nCount) override
-	{
-		if (nOffset >= m_nSize)
-			return 0;
-		const size_t nRead = (size_t)std::min<uint64>(nCount, m_nSize - nOffset);
-		memcpy(pOut, m_pData + nOffset, nRead);
-		return nRead;
-	}
-
-private:
-	const uint8 *m_pData;
-	size_t m_nSize;
-};
-
-class CFileSource final : public IByteSource
-{
-public:
-	~CFileSource()
-	{
-		if (m_nFD >= 0)
-			close(m_nFD);
-	}
-
-	bool Open(const char *pPath, CUtlString &error)
-	{
-		m_nFD = open(pPath, O_RDONLY | O_CLOEXEC);
-		if (m_nFD < 0)
-		{
-			error = V_Format("%s: cannot open file (%s)", pPath, strerror(errno));
-			return false;
-		}
-		struct stat info;
-		if (fstat(m_nFD, &info) != 0 || !S_ISREG(info.st_mode))
-		{
-			error = V_Format("%s: not a regular file", pPath);
-			return false;
-		}
-		m_nSize = (uint64)info.st_size;
-		return true;
-	}
-
-	uint64 Size() const override { return m_nSize; }
-	size_t ReadAt(uint64 nOffset, void *pOut, size_t nCount) override
-	{
-		size_t nDone = 0;
-		while (nDone < nCount && nOffset + nDone < m_nSize)
-		{
-			const ssize_t nRead = pread(m_nFD, (char *)pOut + nDone, nCount - nDone, (off_t)(nOffset + nDone));
-			if (nRead < 0 && errno == EINTR)
-				continue;
-			if (nRead <= 0)
-				break;
-			nDone += (size_t)nRead;
-		}
-		return nDone;
-	}
-
-private:
-	int m_nFD = -1;
-	uint64 m_nSize = 0;
-};
-
 // stb reads through these callbacks. Where a file ends early stb goes on with zero bytes; the
 // reader notes every request past the end, which is how a truncated file is told from a whole one.
 struct StbReader_t
 {
-	IByteSource *pSource = nullptr;
+	IImageByteSource *pSource = nullptr;
 	uint64 nPosition = 0;
 	bool bReadPastEnd = false;
 };
@@ -144,10 +61,6 @@ void SetError(CUtlString *pError, CUtlString &&text)
 		*pError = std::move(text);
 }
 
-uint32 GetU16LE(const uint8 *p) { return (uint32)p[0] | ((uint32)p[1] << 8); }
-uint32 GetU16BE(const uint8 *p) { return ((uint32)p[0] << 8) | (uint32)p[1]; }
-uint32 GetU32LE(const uint8 *p) { return (uint32)p[0] | ((uint32)p[1] << 8) | ((uint32)p[2] << 16) | ((uint32)p[3] << 24); }
-uint32 GetU32BE(const uint8 *p) { return ((uint32)p[0] << 24) | ((uint32)p[1] << 16) | ((uint32)p[2] << 8) | (uint32)p[3]; }
 
 const uint8 s_PNGSignature[8] = { 0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n' };
 
@@ -192,19 +105,14 @@ ImageFileFormat_t IdentifyPrefix(const uint8 *p, size_t nSize)
 	return IMAGE_FILE_UNKNOWN;
 }
 
-bool ReadExactly(IByteSource &source, uint64 nOffset, void *pOut, size_t nCount)
-{
-	return source.ReadAt(nOffset, pOut, nCount) == nCount;
-}
-
 // Finds the first frame header of a JPEG: walks the marker segments from the start.
-bool ReadJPEGSize(IByteSource &source, uint64 &nWidth, uint64 &nHeight, CUtlString &why)
+bool ReadJPEGSize(IImageByteSource &source, uint64 &nWidth, uint64 &nHeight, CUtlString &why)
 {
 	uint64 nOffset = 2;
 	for (;;)
 	{
 		uint8 marker[2];
-		if (!ReadExactly(source, nOffset, marker, 2))
+		if (!ImageReadExactly(source, nOffset, marker, 2))
 		{
 			why = V_Format("the file ends at byte %llu before a frame header", (unsigned long long)source.Size());
 			return false;
@@ -231,12 +139,12 @@ bool ReadJPEGSize(IByteSource &source, uint64 &nWidth, uint64 &nHeight, CUtlStri
 			return false;
 		}
 		uint8 length[2];
-		if (!ReadExactly(source, nOffset + 2, length, 2))
+		if (!ImageReadExactly(source, nOffset + 2, length, 2))
 		{
 			why = V_Format("the file ends inside the segment at offset %llu", (unsigned long long)nOffset);
 			return false;
 		}
-		const uint32 nLength = GetU16BE(length);
+		const uint32 nLength = ImageGetU16BE(length);
 		if (nLength < 2)
 		{
 			why = V_Format("segment 0x%02x at offset %llu has the length %u", nCode, (unsigned long long)nOffset, nLength);
@@ -246,13 +154,13 @@ bool ReadJPEGSize(IByteSource &source, uint64 &nWidth, uint64 &nHeight, CUtlStri
 		if (bFrameHeader)
 		{
 			uint8 frame[5];
-			if (nLength < 7 || !ReadExactly(source, nOffset + 4, frame, 5))
+			if (nLength < 7 || !ImageReadExactly(source, nOffset + 4, frame, 5))
 			{
 				why = V_Format("the frame header at offset %llu is cut off", (unsigned long long)nOffset);
 				return false;
 			}
-			nHeight = GetU16BE(frame + 1);
-			nWidth = GetU16BE(frame + 3);
+			nHeight = ImageGetU16BE(frame + 1);
+			nWidth = ImageGetU16BE(frame + 3);
 			return true;
 		}
 		nOffset += 2 + nLength;
@@ -260,7 +168,7 @@ bool ReadJPEGSize(IByteSource &source, uint64 &nWidth, uint64 &nHeight, CUtlStri
 }
 
 // Reads the declared size from the format's own header.
-bool ReadHeaderSize(IByteSource &source, ImageFileFormat_t format, uint64 &nWidth, uint64 &nHeight, CUtlString &why)
+bool ReadHeaderSize(IImageByteSource &source, ImageFileFormat_t format, uint64 &nWidth, uint64 &nHeight, CUtlString &why)
 {
 	uint8 header[32] = {};
 	const size_t nHave = source.ReadAt(0, header, sizeof(header));
@@ -272,23 +180,23 @@ bool ReadHeaderSize(IByteSource &source, ImageFileFormat_t format, uint64 &nWidt
 		for (int nChunk = 0; nChunk < 2; ++nChunk)
 		{
 			uint8 chunk[16];
-			if (!ReadExactly(source, nOffset, chunk, 16))
+			if (!ImageReadExactly(source, nOffset, chunk, 16))
 			{
 				why = "the file ends before the IHDR chunk";
 				return false;
 			}
 			if (memcmp(chunk + 4, "CgBI", 4) == 0 && nChunk == 0)
 			{
-				nOffset += 12 + (uint64)GetU32BE(chunk);
+				nOffset += 12 + (uint64)ImageGetU32BE(chunk);
 				continue;
 			}
-			if (memcmp(chunk + 4, "IHDR", 4) != 0 || GetU32BE(chunk) != 13)
+			if (memcmp(chunk + 4, "IHDR", 4) != 0 || ImageGetU32BE(chunk) != 13)
 			{
 				why = "the first chunk is not a 13-byte IHDR";
 				return false;
 			}
-			nWidth = GetU32BE(chunk + 8);
-			nHeight = GetU32BE(chunk + 12);
+			nWidth = ImageGetU32BE(chunk + 8);
+			nHeight = ImageGetU32BE(chunk + 12);
 			return true;
 		}
 		why = "the first chunk is not a 13-byte IHDR";
@@ -299,18 +207,18 @@ bool ReadHeaderSize(IByteSource &source, ImageFileFormat_t format, uint64 &nWidt
 	case IMAGE_FILE_GIF:
 		if (nHave < 10)
 			break;
-		nWidth = GetU16LE(header + 6);
-		nHeight = GetU16LE(header + 8);
+		nWidth = ImageGetU16LE(header + 6);
+		nHeight = ImageGetU16LE(header + 8);
 		return true;
 	case IMAGE_FILE_BMP:
 	{
 		if (nHave < 26)
 			break;
-		const uint32 nHeaderSize = GetU32LE(header + 14);
+		const uint32 nHeaderSize = ImageGetU32LE(header + 14);
 		if (nHeaderSize == 12)
 		{
-			nWidth = GetU16LE(header + 18);
-			nHeight = GetU16LE(header + 20);
+			nWidth = ImageGetU16LE(header + 18);
+			nHeight = ImageGetU16LE(header + 20);
 			return true;
 		}
 		if (nHeaderSize < 16)
@@ -318,8 +226,8 @@ bool ReadHeaderSize(IByteSource &source, ImageFileFormat_t format, uint64 &nWidt
 			why = V_Format("unknown BMP header size %u", nHeaderSize);
 			return false;
 		}
-		const int64 nSignedWidth = (int32)GetU32LE(header + 18);
-		const int64 nSignedHeight = (int32)GetU32LE(header + 22);
+		const int64 nSignedWidth = (int32)ImageGetU32LE(header + 18);
+		const int64 nSignedHeight = (int32)ImageGetU32LE(header + 22);
 		nWidth = (uint64)(nSignedWidth < 0 ? -nSignedWidth : nSignedWidth);
 		nHeight = (uint64)(nSignedHeight < 0 ? -nSignedHeight : nSignedHeight); // negative: rows from the top
 		return true;
@@ -327,14 +235,14 @@ bool ReadHeaderSize(IByteSource &source, ImageFileFormat_t format, uint64 &nWidt
 	case IMAGE_FILE_PSD:
 		if (nHave < 22)
 			break;
-		nHeight = GetU32BE(header + 14);
-		nWidth = GetU32BE(header + 18);
+		nHeight = ImageGetU32BE(header + 14);
+		nWidth = ImageGetU32BE(header + 18);
 		return true;
 	case IMAGE_FILE_TGA:
 		if (nHave < 18)
 			break;
-		nWidth = GetU16LE(header + 12);
-		nHeight = GetU16LE(header + 14);
+		nWidth = ImageGetU16LE(header + 12);
+		nHeight = ImageGetU16LE(header + 14);
 		return true;
 	case IMAGE_FILE_UNKNOWN:
 		break;
@@ -343,7 +251,7 @@ bool ReadHeaderSize(IByteSource &source, ImageFileFormat_t format, uint64 &nWidt
 	return false;
 }
 
-bool ReadDeclaredSize(IByteSource &source, const char *pName, ImageFileInfo_t &info, CUtlString &error, const ImageLoadLimits_t &limits)
+bool ReadDeclaredSize(IImageByteSource &source, const char *pName, ImageFileInfo_t &info, CUtlString &error, const ImageLoadLimits_t &limits)
 {
 	info = ImageFileInfo_t();
 	pName = NameOr(pName);
@@ -401,7 +309,7 @@ bool ReadDeclaredSize(IByteSource &source, const char *pName, ImageFileInfo_t &i
 	return true;
 }
 
-bool ReadInfo(IByteSource &source, const char *pName, ImageFileInfo_t &info, CUtlString &error, const ImageLoadLimits_t &limits)
+bool ReadInfo(IImageByteSource &source, const char *pName, ImageFileInfo_t &info, CUtlString &error, const ImageLoadLimits_t &limits)
 {
 	pName = NameOr(pName);
 	if (!ReadDeclaredSize(source, pName, info, error, limits))
@@ -419,6 +327,8 @@ bool ReadInfo(IByteSource &source, const char *pName, ImageFileInfo_t &info, CUt
 		error = V_Format("%s: cannot read the %s header: %s", pName, pFormat, pReason ? pReason : "unknown reason");
 		return false;
 	}
+	if (info.format == IMAGE_FILE_BMP && nStbHeight < 0)
+		nStbHeight = -nStbHeight; // stb's header reader gives rows from the top as a negative height
 	if ((uint64)nStbWidth != nWidth || (uint64)nStbHeight != nHeight)
 	{
 		error = V_Format("%s: the %s header is inconsistent: %llux%llu pixels, decodes as %dx%d", pName, pFormat,
@@ -429,244 +339,7 @@ bool ReadInfo(IByteSource &source, const char *pName, ImageFileInfo_t &info, CUt
 	return true;
 }
 
-// Size in bytes of the filtered scanlines that a PNG's zlib stream holds.
-uint64 PNGScanlineBytes(uint64 nWidth, uint64 nHeight, uint32 nBitsPerPixel, bool bInterlaced)
-{
-	auto passBytes = [&](uint64 w, uint64 h) -> uint64 {
-		if (w == 0 || h == 0)
-			return 0;
-		return h * (1 + (w * nBitsPerPixel + 7) / 8);
-	};
-	if (!bInterlaced)
-		return passBytes(nWidth, nHeight);
-	static const int s_Adam7[7][4] = { { 0, 0, 8, 8 }, { 4, 0, 8, 8 }, { 0, 4, 4, 8 }, { 2, 0, 4, 4 }, { 0, 2, 2, 4 },
-		{ 1, 0, 2, 2 }, { 0, 1, 1, 2 } };
-	uint64 nTotal = 0;
-	for (const auto &pass : s_Adam7)
-	{
-		const uint64 w = nWidth > (uint64)pass[0] ? (nWidth - pass[0] + pass[2] - 1) / pass[2] : 0;
-		const uint64 h = nHeight > (uint64)pass[1] ? (nHeight - pass[1] + pass[3] - 1) / pass[3] : 0;
-		nTotal += passBytes(w, h);
-	}
-	return nTotal;
-}
-
-// Walks every chunk of a PNG before it is decoded: lengths inside the file, checksums, a valid
-// IHDR, an IEND at the end, and the pixel data inflated once (into a small window that is thrown
-// away) to make sure it holds no more than the header declares. So a truncated or damaged file
-// gets a precise message, and a small file that would inflate to gigabytes is refused.
-class CPNGCheck
-{
-public:
-	CPNGCheck(IByteSource &source, const char *pName) : m_Source(source), m_pName(pName) {}
-	~CPNGCheck()
-	{
-		if (m_bInflating)
-			inflateEnd(&m_Stream);
-	}
-
-	bool Run(CUtlString &error)
-	{
-		const uint64 nSize = m_Source.Size();
-		uint64 nOffset = 8;
-		bool bSeenHeader = false;
-		bool bSeenData = false;
-		bool bRawDeflate = false;
-		for (int nChunk = 0;; ++nChunk)
-		{
-			if (nOffset == nSize)
-			{
-				error = V_Format("%s: the PNG ends after %llu bytes without its IEND chunk (truncated file?)", m_pName,
-					(unsigned long long)nSize);
-				return false;
-			}
-			uint8 head[8];
-			if (!ReadExactly(m_Source, nOffset, head, 8))
-			{
-				error = V_Format("%s: the PNG chunk at offset %llu is cut off (truncated file?)", m_pName, (unsigned long long)nOffset);
-				return false;
-			}
-			const uint32 nLength = GetU32BE(head);
-			char type[5] = { (char)head[4], (char)head[5], (char)head[6], (char)head[7], 0 };
-			for (int i = 0; i < 4; ++i)
-			{
-				if (!((type[i] >= 'a' && type[i] <= 'z') || (type[i] >= 'A' && type[i] <= 'Z')))
-				{
-					error = V_Format("%s: the PNG chunk at offset %llu has no valid type", m_pName, (unsigned long long)nOffset);
-					return false;
-				}
-			}
-			if (nLength > 0x7fffffffu || nOffset + 12 + nLength > nSize)
-			{
-				error = V_Format("%s: the PNG chunk \"%s\" at offset %llu declares %u bytes and runs past the end of the file (truncated file?)",
-					m_pName, type, (unsigned long long)nOffset, nLength);
-				return false;
-			}
-			const bool bHeader = memcmp(type, "IHDR", 4) == 0;
-			const bool bData = memcmp(type, "IDAT", 4) == 0;
-			if (nChunk == 0 && memcmp(type, "CgBI", 4) == 0)
-				bRawDeflate = true; // Apple's variant: raw deflate data without the zlib wrapper
-			else if (!bSeenHeader && !bHeader)
-			{
-				error = V_Format("%s: the PNG's first chunk is \"%s\", not IHDR", m_pName, type);
-				return false;
-			}
-			if (bHeader && bSeenHeader)
-			{
-				error = V_Format("%s: the PNG has a second IHDR chunk at offset %llu", m_pName, (unsigned long long)nOffset);
-				return false;
-			}
-			if (bData && !m_bInflating && !StartInflate(bRawDeflate, error))
-				return false;
-
-			// Checksum over type and data; the pixel data goes through the inflate check as it is read.
-			uLong nCRC = crc32(0L, Z_NULL, 0);
-			nCRC = crc32(nCRC, head + 4, 4);
-			uint8 buffer[16384];
-			uint8 headerData[13] = {};
-			for (uint64 nDone = 0; nDone < nLength;)
-			{
-				const size_t nPiece = (size_t)std::min<uint64>(sizeof(buffer), nLength - nDone);
-				if (!ReadExactly(m_Source, nOffset + 8 + nDone, buffer, nPiece))
-				{
-					error = V_Format("%s: cannot read the PNG chunk at offset %llu", m_pName, (unsigned long long)nOffset);
-					return false;
-				}
-				nCRC = crc32(nCRC, buffer, (uInt)nPiece);
-				if (bHeader && nDone == 0 && nPiece >= 13)
-					memcpy(headerData, buffer, 13);
-				if (bData && !Inflate(buffer, nPiece, error))
-					return false;
-				nDone += nPiece;
-			}
-			uint8 stored[4];
-			if (!ReadExactly(m_Source, nOffset + 8 + nLength, stored, 4) || GetU32BE(stored) != (uint32)nCRC)
-			{
-				error = V_Format("%s: the PNG chunk \"%s\" at offset %llu fails its checksum (damaged file)", m_pName, type,
-					(unsigned long long)nOffset);
-				return false;
-			}
-			if (bHeader)
-			{
-				if (nLength != 13 || !ReadHeader(headerData, error))
-				{
-					if (error.empty())
-						error = V_Format("%s: the PNG's IHDR chunk has %u bytes, not 13", m_pName, nLength);
-					return false;
-				}
-				bSeenHeader = true;
-			}
-			if (bData)
-				bSeenData = true;
-			nOffset += 12 + (uint64)nLength;
-			if (memcmp(type, "IEND", 4) == 0)
-				break;
-		}
-		if (!bSeenData)
-		{
-			error = V_Format("%s: the PNG has no pixel data (no IDAT chunk)", m_pName);
-			return false;
-		}
-		if (!m_bStreamEnded)
-		{
-			error = V_Format("%s: the PNG's pixel data stops in the middle of its compressed stream (damaged file)", m_pName);
-			return false;
-		}
-		if (m_nInflated < m_nExpected)
-		{
-			error = V_Format("%s: the PNG's pixel data inflates to %llu bytes, its header needs %llu (damaged file)", m_pName,
-				(unsigned long long)m_nInflated, (unsigned long long)m_nExpected);
-			return false;
-		}
-		return true;
-	}
-
-private:
-	bool ReadHeader(const uint8 *p, CUtlString &error)
-	{
-		const uint64 nWidth = GetU32BE(p);
-		const uint64 nHeight = GetU32BE(p + 4);
-		const uint32 nDepth = p[8];
-		const uint32 nColorType = p[9];
-		const uint32 nInterlace = p[12];
-		int nChannels = 0;
-		bool bDepthOk = false;
-		switch (nColorType)
-		{
-		case 0: nChannels = 1; bDepthOk = nDepth == 1 || nDepth == 2 || nDepth == 4 || nDepth == 8 || nDepth == 16; break;
-		case 2: nChannels = 3; bDepthOk = nDepth == 8 || nDepth == 16; break;
-		case 3: nChannels = 1; bDepthOk = nDepth == 1 || nDepth == 2 || nDepth == 4 || nDepth == 8; break;
-		case 4: nChannels = 2; bDepthOk = nDepth == 8 || nDepth == 16; break;
-		case 6: nChannels = 4; bDepthOk = nDepth == 8 || nDepth == 16; break;
-		default: break;
-		}
-		if (!nChannels || !bDepthOk || nInterlace > 1 || p[10] != 0 || p[11] != 0)
-		{
-			error = V_Format("%s: the PNG's IHDR declares an invalid format (colour type %u, depth %u, interlace %u)", m_pName,
-				nColorType, nDepth, nInterlace);
-			return false;
-		}
-		m_nExpected = PNGScanlineBytes(nWidth, nHeight, nChannels * nDepth, nInterlace == 1);
-		// Some writers leave padding after the last row; far more than the rows is not pixel data.
-		m_nInflateLimit = m_nExpected * 2 + (1u << 20);
-		return true;
-	}
-
-	bool StartInflate(bool bRawDeflate, CUtlString &error)
-	{
-		memset(&m_Stream, 0, sizeof(m_Stream));
-		if (inflateInit2(&m_Stream, bRawDeflate ? -15 : 15) != Z_OK)
-		{
-			error = V_Format("%s: cannot start inflating the PNG's pixel data", m_pName);
-			return false;
-		}
-		m_bInflating = true;
-		return true;
-	}
-
-	bool Inflate(const uint8 *pData, size_t nSize, CUtlString &error)
-	{
-		m_Stream.next_in = const_cast<Bytef *>(pData);
-		m_Stream.avail_in = (uInt)nSize;
-		for (;;)
-		{
-			if (m_bStreamEnded)
-				return true; // bytes after the end of the zlib stream are ignored by decoders; so here
-			uint8 window[32768];
-			m_Stream.next_out = window;
-			m_Stream.avail_out = sizeof(window);
-			const int nResult = inflate(&m_Stream, Z_NO_FLUSH);
-			m_nInflated += sizeof(window) - m_Stream.avail_out;
-			if (nResult == Z_STREAM_END)
-				m_bStreamEnded = true;
-			else if (nResult != Z_OK && nResult != Z_BUF_ERROR)
-			{
-				error = V_Format("%s: the PNG's compressed pixel data is damaged (%s)", m_pName,
-					m_Stream.msg ? m_Stream.msg : "inflate failed");
-				return false;
-			}
-			if (m_nInflated > m_nInflateLimit)
-			{
-				error = V_Format("%s: the PNG's pixel data inflates to more than %llu bytes, its header declares %llu",
-					m_pName, (unsigned long long)m_nInflateLimit, (unsigned long long)m_nExpected);
-				return false;
-			}
-			if (m_Stream.avail_out != 0)
-				return true; // all input taken; a full window may have more waiting, so only then go on
-		}
-	}
-
-	IByteSource &m_Source;
-	const char *m_pName;
-	z_stream m_Stream;
-	bool m_bInflating = false;
-	bool m_bStreamEnded = false;
-	uint64 m_nInflated = 0;
-	uint64 m_nExpected = 0;
-	uint64 m_nInflateLimit = 0;
-};
-
-bool Load(IByteSource &source, const char *pName, CImageRGBA8 &out, CUtlString &error, const ImageLoadLimits_t &limits,
+bool Load(IImageByteSource &source, const char *pName, CImageRGBA8 &out, CUtlString &error, const ImageLoadLimits_t &limits,
 	ImageFileInfo_t *pInfo)
 {
 	out.Clear();
@@ -679,12 +352,8 @@ bool Load(IByteSource &source, const char *pName, CImageRGBA8 &out, CUtlString &
 		return false;
 	const char *pFormat = ImageFileFormatName(info.format);
 
-	if (info.format == IMAGE_FILE_PNG)
-	{
-		CPNGCheck check(source, pName);
-		if (!check.Run(error))
-			return false;
-	}
+	if (!Image_CheckStructure(source, info.format, pName, error))
+		return false;
 
 	StbReader_t reader;
 	reader.pSource = &source;
@@ -748,7 +417,7 @@ ImageFileFormat_t Image_IdentifyFormat(const void *pData, size_t nSize)
 bool Image_ReadInfo(const void *pData, size_t nSize, const char *pName, ImageFileInfo_t &info, CUtlString *pError,
 	const ImageLoadLimits_t &limits)
 {
-	CMemorySource source(pData, nSize);
+	CImageMemorySource source(pData, nSize);
 	CUtlString error;
 	if (ReadInfo(source, pName, info, error, limits))
 		return true;
@@ -759,7 +428,7 @@ bool Image_ReadInfo(const void *pData, size_t nSize, const char *pName, ImageFil
 bool Image_ReadDeclaredSize(const void *pData, size_t nSize, const char *pName, ImageFileInfo_t &info, CUtlString *pError,
 	const ImageLoadLimits_t &limits)
 {
-	CMemorySource source(pData, nSize);
+	CImageMemorySource source(pData, nSize);
 	CUtlString error;
 	if (ReadDeclaredSize(source, pName, info, error, limits))
 		return true;
@@ -770,7 +439,7 @@ bool Image_ReadDeclaredSize(const void *pData, size_t nSize, const char *pName, 
 bool Image_ReadFileDeclaredSize(const char *pPath, ImageFileInfo_t &info, CUtlString *pError, const ImageLoadLimits_t &limits)
 {
 	info = ImageFileInfo_t();
-	CFileSource source;
+	CImageFileSource source;
 	CUtlString error;
 	if (source.Open(pPath, error) && ReadDeclaredSize(source, pPath, info, error, limits))
 		return true;
@@ -781,7 +450,7 @@ bool Image_ReadFileDeclaredSize(const char *pPath, ImageFileInfo_t &info, CUtlSt
 bool Image_ReadFileInfo(const char *pPath, ImageFileInfo_t &info, CUtlString *pError, const ImageLoadLimits_t &limits)
 {
 	info = ImageFileInfo_t();
-	CFileSource source;
+	CImageFileSource source;
 	CUtlString error;
 	if (source.Open(pPath, error) && ReadInfo(source, pPath, info, error, limits))
 		return true;
@@ -792,7 +461,7 @@ bool Image_ReadFileInfo(const char *pPath, ImageFileInfo_t &info, CUtlString *pE
 bool Image_Load(const void *pData, size_t nSize, const char *pName, CImageRGBA8 &out, CUtlString *pError,
 	const ImageLoadLimits_t &limits, ImageFileInfo_t *pInfo)
 {
-	CMemorySource source(pData, nSize);
+	CImageMemorySource source(pData, nSize);
 	CUtlString error;
 	if (Load(source, pName, out, error, limits, pInfo))
 		return true;
@@ -806,7 +475,7 @@ bool Image_LoadFile(const char *pPath, CImageRGBA8 &out, CUtlString *pError, con
 	out.Clear();
 	if (pInfo)
 		*pInfo = ImageFileInfo_t();
-	CFileSource source;
+	CImageFileSource source;
 	CUtlString error;
 	if (source.Open(pPath, error) && Load(source, pPath, out, error, limits, pInfo))
 		return true;

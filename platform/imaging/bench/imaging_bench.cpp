@@ -5,7 +5,7 @@
 
 #include "imaging/blockcompress.h"
 #include "imaging/texturebuild.h"
-#include "tests/testimages.h"
+#include "testimages.h"
 
 namespace
 {
