@@ -263,11 +263,11 @@ void WriteColorBlock(uint32 c0, uint32 c1, const int *pIndex, uint8 *pBlock)
 	pBlock[6] = (uint8)((nIndices >> 16) & 0xff);
 	pBlock[7] = (uint8)(nIndices >> 24);
 }
-} // namespace
 
 // Built for AVX2 as well as the baseline: the per-pixel loops over 16 pixels are where the time
-// goes, and they vectorise.
-__attribute__((target_clones("avx2", "default"))) void CBlockEncoder::EncodeColorBlock(const uint8 *pPixels, uint8 *pBlock)
+// goes, and they vectorise. (Internal functions: clang makes multi-versioned functions callable
+// only from their own file.)
+__attribute__((target_clones("avx2", "default"))) void EncodeColorBlockImpl(const uint8 *pPixels, uint8 *pBlock)
 {
 	const EncoderTables_t &tables = Tables();
 	ColorBlock_t block;
@@ -371,8 +371,6 @@ __attribute__((target_clones("avx2", "default"))) void CBlockEncoder::EncodeColo
 	WriteColorBlock(nBestC0, nBestC1, bestIndex, pBlock);
 }
 
-namespace
-{
 // The eight alpha values of a block's palette, as the decoder forms them.
 void AlphaPalette(int a0, int a1, int *pPalette)
 {
@@ -526,9 +524,7 @@ __attribute__((always_inline)) inline void FitAlphaMode(const int *pAlpha, int n
 			break;
 	}
 }
-} // namespace
-
-__attribute__((target_clones("avx2", "default"))) void CBlockEncoder::EncodeAlphaBlock(const uint8 *pPixels, uint8 *pBlock)
+__attribute__((target_clones("avx2", "default"))) void EncodeAlphaBlockImpl(const uint8 *pPixels, uint8 *pBlock)
 {
 	int alpha[16];
 	int nMin = 255, nMax = 0;
@@ -574,4 +570,15 @@ __attribute__((target_clones("avx2", "default"))) void CBlockEncoder::EncodeAlph
 		nBits |= (uint64)best.indices[i] << (3 * i);
 	for (int i = 0; i < 6; ++i)
 		pBlock[2 + i] = (uint8)(nBits >> (8 * i));
+}
+} // namespace
+
+void CBlockEncoder::EncodeColorBlock(const uint8 *pPixels, uint8 *pBlock)
+{
+	EncodeColorBlockImpl(pPixels, pBlock);
+}
+
+void CBlockEncoder::EncodeAlphaBlock(const uint8 *pPixels, uint8 *pBlock)
+{
+	EncodeAlphaBlockImpl(pPixels, pBlock);
 }
