@@ -80,6 +80,7 @@ BENCHMARK_CAPTURE(BM_BuildChain, BC1_default, TEXTURE_FORMAT_BC1, BLOCK_ENCODER_
 BENCHMARK_CAPTURE(BM_BuildChain, BC3_default, TEXTURE_FORMAT_BC3, BLOCK_ENCODER_DEFAULT)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 BENCHMARK_CAPTURE(BM_BuildChain, BC1_stb, TEXTURE_FORMAT_BC1, BLOCK_ENCODER_STB)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(BM_BuildChain, BC3_stb, TEXTURE_FORMAT_BC3, BLOCK_ENCODER_STB)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_MipLevels)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 BENCHMARK_MAIN();
