@@ -17,6 +17,7 @@
 #include "core/strtools.h"
 #include "datamodel/dmxio.h"
 #include "meshio/dmxmesh.h"
+#include "resourcecompiler/resourcecompiler.h"
 #include "resourcecompiler/tests/fbx_scene_writer.h"
 #include "testsupport/test_support.h"
 
