@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "meshio/tests/fbx_test_writer.h"
+#include "testsupport/fbx_test_writer.h"
 
 namespace testmeshes
 {
