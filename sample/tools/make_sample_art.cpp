@@ -6,8 +6,6 @@
 // The scripts are read from <sample dir>/game/zarn/scripts; the art is written under <output
 // dir> (by default the sample folder itself): content/zarn/... and game/zarn/....
 
-#include <QGuiApplication>
-
 #include <cstdio>
 
 #include "sampleart/sampleart.h"
@@ -19,8 +17,6 @@ int main(int argc, char **argv)
 		fprintf(argc == 2 ? stdout : stderr, "usage: make_sample_art <sample dir> [<output dir>]\n");
 		return argc == 2 ? 0 : 2;
 	}
-	qputenv("QT_QPA_PLATFORM", "offscreen");
-	QGuiApplication app(argc, argv);
 	sampleart::SampleArtReport_t report;
 	const bool ok = sampleart::GenerateSampleArt(argv[1], argc == 3 ? argv[2] : argv[1], report);
 	for (const std::string &error : report.m_Errors)

@@ -110,7 +110,7 @@ bool EncodePng(const QImage &image, std::string &bytes, std::string *pError)
 	QBuffer buffer(&data);
 	buffer.open(QIODevice::WriteOnly);
 	QImageWriter writer(&buffer, "png");
-	writer.setCompression(100); // Qt scales 0-100 onto zlib's levels 0-9
+	writer.setCompression(70); // Qt scales 0-100 onto zlib's levels 0-9: 6, nearly as small as 9 and far faster
 	if (!writer.write(image))
 	{
 		if (pError)
