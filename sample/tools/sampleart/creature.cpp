@@ -189,10 +189,13 @@ CArtMesh BuildCreatureBody(const CreatureRig_t &rig, const CreatureLook_t &look,
 			seat.push_back({ 6.0 * std::cos(a), 5.0 * std::sin(a) });
 		}
 		mesh.AddSlab(Mat4::Translation(Vec3{ 0, 0, H + 12.0 } * s) * Mat4::Scale({ s, s, 1 }), seat, 1.2 * s, kAccentCell, weights);
-		for (int side = 0; side < 2; ++side)
+		if (look.m_bSaddleBags)
 		{
-			const double sx = side == 0 ? 1.0 : -1.0;
-			mesh.AddBox(Mat4::Translation(Vec3{ sx * 8.2, 0.5, H + 6.5 } * s), Vec3{ 1.6, 3.6, 3.0 } * s, kAccentCell, weights);
+			for (int side = 0; side < 2; ++side)
+			{
+				const double sx = side == 0 ? 1.0 : -1.0;
+				mesh.AddBox(Mat4::Translation(Vec3{ sx * 8.2, 0.5, H + 6.5 } * s), Vec3{ 1.6, 3.6, 3.0 } * s, kAccentCell, weights);
+			}
 		}
 	}
 	// A fin down the neck for a creature of the sea.
@@ -227,6 +230,21 @@ CArtMesh BuildCreatureBody(const CreatureRig_t &rig, const CreatureLook_t &look,
 			const WeightFn_t weights = ChainWeights({ { root, rig.m_nWing[side] }, { tip, rig.m_nWingTip[side] } }, 3.0 * s);
 			mesh.AddSlab(frame, outline, 0.8 * s, kWingCell, weights);
 		}
+	}
+	return mesh;
+}
+
+CArtMesh BuildSaddleBags(const CreatureRig_t &rig, const std::string &name)
+{
+	CArtMesh mesh;
+	mesh.m_Name = name;
+	mesh.m_Materials.push_back(name);
+	const double s = rig.m_Proportions.flScale, H = 12.0 * rig.m_Proportions.flLegLength;
+	for (int side = 0; side < 2; ++side)
+	{
+		const double sx = side == 0 ? 1.0 : -1.0;
+		mesh.AddBox(Mat4::Translation(Vec3{ sx * 8.2, 0.5, H + 6.5 } * s), Vec3{ 1.6, 3.6, 3.0 } * s, kAccentCell, nullptr);
+		mesh.AddBox(Mat4::Translation(Vec3{ sx * 9.9, 0.5, H + 7.5 } * s), Vec3{ 0.3, 2.0, 1.2 } * s, kHornCell, nullptr);
 	}
 	return mesh;
 }
@@ -314,6 +332,50 @@ void PaintCreatureTextures(const CreatureLook_t &look, int size, QImage &colour,
 			return t;
 		});
 	painter.Paint(colour, normal);
+}
+
+std::vector<FbxAnimation_t> BuildCourierExtraAnimations(const CreatureRig_t &rig)
+{
+	std::vector<FbxAnimation_t> anims;
+	const CSkeleton &sk = rig.m_Skeleton;
+	const double s = rig.m_Proportions.flScale;
+	{
+		// Spawn: down in a crouch, a spring up, a shake from head to tail.
+		CAnimBuilder a(sk, "spawn", 31);
+		auto rise = [](double t) { return SmoothStep(0.1, 0.45, t); };
+		a.Move(rig.m_nPelvis, [&](double t) { return Vec3{ 0, 0, (-5.0 * (1.0 - rise(t)) + 2.0 * std::sin(kPi * SmoothStep(0.3, 0.6, t))) * s }; });
+		a.Rotate(rig.m_nSpine, [&](double t) { return Vec3{ 0, 12.0 * std::sin(6.0 * kPi * t) * SmoothStep(0.5, 0.6, t) * (1.0 - SmoothStep(0.85, 1.0, t)), 0 }; });
+		a.Rotate(rig.m_nNeck, [&](double t) { return Vec3{ -20.0 * (1.0 - rise(t)), 0, 0 }; });
+		a.Rotate(rig.m_nHead, [&](double t) { return Vec3{ 0, 18.0 * std::sin(6.0 * kPi * t + 0.6) * SmoothStep(0.5, 0.6, t) * (1.0 - SmoothStep(0.85, 1.0, t)), 0 }; });
+		a.Rotate(rig.m_nTail1, [&](double t) { return Vec3{ 30.0 * (1.0 - rise(t)), 0, 25.0 * std::sin(6.0 * kPi * t - 0.8) * SmoothStep(0.5, 0.6, t) }; });
+		for (int leg = 0; leg < 4; ++leg)
+		{
+			const double bend = leg < 2 ? -1.0 : 1.0;
+			a.Rotate(rig.m_nLegUpper[leg], [&](double t) { return Vec3{ -bend * 35.0 * (1.0 - rise(t)), 0, 0 }; });
+			a.Rotate(rig.m_nLegLower[leg], [&](double t) { return Vec3{ bend * 60.0 * (1.0 - rise(t)), 0, 0 }; });
+		}
+		anims.push_back(a.Take());
+	}
+	for (int turn = -1; turn <= 1; turn += 2)
+	{
+		// The gallop, the body bent into the turn and leaning.
+		CAnimBuilder r(sk, turn < 0 ? "run_turn_left" : "run_turn_right", 31);
+		const double g = 2.0 * kPi;
+		r.Move(rig.m_nPelvis, [&](double t) { return Vec3{ 0, 0, 1.5 * s * std::sin(2.0 * g * t) }; });
+		r.Rotate(rig.m_nPelvis, [&](double t) { return Vec3{ 7.0 * std::sin(g * t), -turn * 10.0, 0 }; });
+		r.Rotate(rig.m_nSpine, [&](double t) { return Vec3{ -5.0 * std::sin(g * t + 0.5), 0, -turn * 12.0 }; });
+		r.Rotate(rig.m_nNeck, [&](double t) { return Vec3{ 8.0 * std::sin(g * t + 1.0), 0, -turn * 15.0 }; });
+		r.Rotate(rig.m_nHead, [&](double t) { return Vec3{ -6.0 * std::sin(g * t + 1.2), 0, -turn * 10.0 }; });
+		r.Rotate(rig.m_nTail1, [&](double t) { return Vec3{ -25.0 + 10.0 * std::sin(g * t), 0, turn * 20.0 }; });
+		for (int leg = 0; leg < 4; ++leg)
+		{
+			const double phase = (leg < 2 ? 0.0 : kPi) + (leg % 2) * 0.5;
+			r.Rotate(rig.m_nLegUpper[leg], [&](double t) { return Vec3{ -40.0 * std::sin(g * t + phase), 0, 0 }; });
+			r.Rotate(rig.m_nLegLower[leg], [&](double t) { return Vec3{ (leg < 2 ? -1.0 : 1.0) * (30.0 + 30.0 * std::cos(g * t + phase)), 0, 0 }; });
+		}
+		anims.push_back(r.Take());
+	}
+	return anims;
 }
 
 std::vector<FbxAnimation_t> BuildCreatureAnimations(const CreatureRig_t &rig, bool flying)

@@ -40,7 +40,8 @@ struct CreatureLook_t
 	Vec3 m_Body, m_Belly, m_Accent, m_Eye, m_Wing;
 	int m_nSeed = 1;
 	bool m_bShell = false;	// a tortoise's shell over the back
-	bool m_bSaddle = false; // a saddle with bags
+	bool m_bSaddle = false; // a saddle
+	bool m_bSaddleBags = true; // and bags on it
 	bool m_bFins = false;	// fins on the legs, the neck and the tail
 	bool m_bHorns = false;
 	bool m_bLongEars = false;
@@ -48,9 +49,14 @@ struct CreatureLook_t
 
 CreatureRig_t BuildCreatureRig(const CreatureProportions_t &proportions);
 CArtMesh BuildCreatureBody(const CreatureRig_t &rig, const CreatureLook_t &look, double detail);
+// The saddle's bags alone, as a mesh of their own that follows no bone.
+CArtMesh BuildSaddleBags(const CreatureRig_t &rig, const std::string &name);
 void PaintCreatureTextures(const CreatureLook_t &look, int size, QImage &colour, QImage &normal);
 
 // On the ground: "idle" (2 s) and "run" (a gallop, 1 s). In the air (a rig with wings):
 // "fly_idle" (hovering, 1 s) and "fly" (flying forward, 1 s).
 std::vector<FbxAnimation_t> BuildCreatureAnimations(const CreatureRig_t &rig, bool flying);
+// A courier's other animations on the ground: "spawn" (it springs up from a crouch and shakes
+// itself, 1 s), "run_turn_left" and "run_turn_right" (the gallop bending into a turn, 1 s).
+std::vector<FbxAnimation_t> BuildCourierExtraAnimations(const CreatureRig_t &rig);
 } // namespace sampleart

@@ -248,6 +248,7 @@ private:
 	void MakeOverlays();
 	void MakeTemplateMaterials();
 	void MakeLoadingScreen();
+	void MakeSessionArt();
 	void WriteItemsGame();
 
 	// A humanoid figure on a hero's rig: mesh(es), textures, material and document.
@@ -1312,6 +1313,116 @@ void CSampleArtGenerator::MakeLoadingScreen()
 		Error("items_game: the loading screen 599 is missing");
 }
 
+void CSampleArtGenerator::MakeSessionArt()
+{
+	// The sources of the sample sessions under art/, as an author would bring them to the import:
+	// a courier (a fox with a saddle) on the couriers' skeleton, so that the templates' default
+	// animations fit it, with its saddlebags as a mesh of their own; and emoticon strips.
+	const std::string dir = "art/courier/";
+	CreatureProportions_t ground, air;
+	air.bWings = true;
+	const CreatureRig_t groundRig = BuildCreatureRig(ground), airRig = BuildCreatureRig(air);
+	CreatureLook_t fox;
+	fox.m_Body = Rgb(214, 112, 46);
+	fox.m_Belly = Rgb(246, 236, 218);
+	fox.m_Accent = Rgb(60, 108, 72);
+	fox.m_Eye = Rgb(120, 80, 20);
+	fox.m_Wing = Rgb(250, 200, 150);
+	fox.m_nSeed = 81;
+	fox.m_bSaddle = true;
+	auto writeMesh = [&](const std::string &name, CArtMesh mesh, const CSkeleton &skeleton)
+	{
+		mesh.m_Name = name;
+		mesh.m_Materials = { "courier" };
+		FbxScene_t scene;
+		if (mesh.IsSkinned())
+			scene.m_Skeleton = skeleton;
+		scene.m_Meshes.push_back(mesh);
+		scene.m_Materials.push_back({ "courier", fox.m_Body });
+		WriteFbx(dir + name + ".fbx", scene);
+	};
+	fox.m_Name = "courier";
+	writeMesh("courier_lod0", BuildCreatureBody(groundRig, fox, kCourierDetail), groundRig.m_Skeleton);
+	CreatureLook_t bare = fox;
+	bare.m_bSaddleBags = false;
+	writeMesh("courier_lod1", BuildCreatureBody(groundRig, bare, kCourierDetail * 0.55), groundRig.m_Skeleton);
+	writeMesh("courier_saddlebag", BuildSaddleBags(groundRig, "courier_saddlebag"), groundRig.m_Skeleton);
+	writeMesh("courier_flying_lod0", BuildCreatureBody(airRig, fox, kCourierDetail), airRig.m_Skeleton);
+	writeMesh("courier_flying_lod1", BuildCreatureBody(airRig, bare, kCourierDetail * 0.55), airRig.m_Skeleton);
+	std::vector<FbxAnimation_t> anims = BuildCreatureAnimations(groundRig, false);
+	FbxAnimation_t forward = anims[1];
+	forward.m_Name = "run_forward";
+	anims.push_back(forward);
+	for (FbxAnimation_t &extra : BuildCourierExtraAnimations(groundRig))
+		anims.push_back(std::move(extra));
+	for (const FbxAnimation_t &anim : anims)
+	{
+		if (anim.m_Name == "idle")
+			continue; // the session takes the template's default
+		FbxScene_t scene;
+		scene.m_Skeleton = groundRig.m_Skeleton;
+		scene.m_Animations.push_back(anim);
+		WriteFbx(dir + "courier_" + anim.m_Name + ".fbx", scene);
+	}
+	QImage colour, normal;
+	PaintCreatureTextures(fox, 256, colour, normal);
+	// The specular mask: the saddle and the hooves shine, the fur does not.
+	QImage specular(256, 256, QImage::Format_RGB32);
+	for (int y = 0; y < 256; ++y)
+	{
+		for (int x = 0; x < 256; ++x)
+		{
+			const bool shiny = y >= 128 && y < 192 && x >= 160; // the horn and accent cells
+			const int g = shiny ? 200 : 40 + (int)(30 * Noise2(x / 16.0, y / 16.0, 3));
+			specular.setPixel(x, y, qRgb(g, g, g));
+		}
+	}
+	auto writeImage = [&](const std::string &path, const QImage &image)
+	{
+		std::string bytes, error;
+		if (!EncodePng(image, bytes, &error))
+			Error(path + ": " + error);
+		else
+			WriteBytes(path, bytes.data(), bytes.size());
+	};
+	writeImage(dir + "courier_color.png", colour);
+	writeImage(dir + "courier_normal.png", normal);
+	writeImage(dir + "courier_specmask.png", specular);
+
+	// Emoticons: strips of 32 by 32 frames, a face whose smile grows from frame to frame.
+	struct Emoticon_t
+	{
+		const char *pszName;
+		int frames;
+		Vec3 colour;
+	};
+	for (const Emoticon_t &e : { Emoticon_t{ "emoticon_wave.png", 3, Rgb(242, 182, 69) }, Emoticon_t{ "emoticon_grin.png", 2, Rgb(60, 200, 134) } })
+	{
+		QImage strip(32 * e.frames, 32, QImage::Format_RGB32);
+		for (int y = 0; y < 32; ++y)
+		{
+			for (int x = 0; x < 32 * e.frames; ++x)
+			{
+				const int frame = x / 32;
+				const double fx = x % 32 - 15.5, fy = y - 15.5;
+				const double r = std::sqrt(fx * fx + fy * fy);
+				Vec3 c = Rgb(250, 246, 235);
+				if (r <= 13.0)
+				{
+					c = e.colour;
+					const bool eye = (std::fabs(fx - 5.0) < 1.6 || std::fabs(fx + 5.0) < 1.6) && std::fabs(fy + 4.0) < 2.0;
+					const double smile = 3.0 + 1.5 * frame;
+					const bool mouth = fy > 2.0 && std::fabs(std::sqrt(fx * fx + (fy - 1.0) * (fy - 1.0)) - smile - 2.0) < 1.0 && std::fabs(fx) < smile + 1.5;
+					if (eye || mouth)
+						c = Rgb(40, 30, 30);
+				}
+				strip.setPixel(x, y, qRgb((int)std::lround(c.x * 255), (int)std::lround(c.y * 255), (int)std::lround(c.z * 255)));
+			}
+		}
+		writeImage(std::string("art/emoticons/") + e.pszName, strip);
+	}
+}
+
 void CSampleArtGenerator::WriteItemsGame()
 {
 	CUtlBuffer buffer;
@@ -1336,6 +1447,7 @@ bool CSampleArtGenerator::Run()
 	MakeOverlays();
 	MakeTemplateMaterials();
 	MakeLoadingScreen();
+	MakeSessionArt();
 	WriteItemsGame();
 	// Every template default animation must have been made.
 	for (const std::string &path : m_TemplateAnimations)

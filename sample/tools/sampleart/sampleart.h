@@ -1,7 +1,8 @@
 // The whole of the sample game's art: reads the game's scripts (heroes, units, the item test
 // manifest, items_game, the import templates) and writes, under an output folder laid out like
 // sample/, every mesh, animation, texture, material and model document they name, and
-// items_game.txt with the default items, sets and visuals that point at them.
+// items_game.txt with the default items, sets and visuals that point at them; and under art/ the
+// sources that the sample sessions import.
 #pragma once
 
 #include <string>

@@ -625,6 +625,33 @@ TEST(SampleArt, CouriersWardsAndMarkersDraw)
 	}
 }
 
+TEST(SampleArt, TheSessionCourierDrawsWithTheTemplateAnimations)
+{
+	// The session's courier fits the couriers' skeleton: the template's default idle (in the
+	// game tree) and its own spawn move it.
+	const std::string art = kSample + "/art/courier/";
+	const artrender::RenderPart_t body = { art + "courier_lod0.fbx", art + "courier_color.png" };
+	const artrender::RenderPart_t bags = { art + "courier_saddlebag.fbx", "" };
+	std::string error;
+	artrender::RenderView_t view;
+	view.m_flYaw = 40.0;
+	view.m_nWidth = view.m_nHeight = 256;
+	const QImage still = artrender::RenderParts({ body, bags }, view, error);
+	ASSERT_FALSE(still.isNull()) << error;
+	EXPECT_GT(artrender::MeasureCoverage(still).m_flFilled, 0.05);
+	SaveForLooking(still, "session_courier");
+	for (const std::string &anim : { kGame + "animations/courier/courier_idle.fbx", art + "courier_spawn.fbx", art + "courier_run_turn_left.fbx" })
+	{
+		view.m_Animation = anim;
+		view.m_flTime = 0.3;
+		const QImage moved = artrender::RenderParts({ body }, view, error);
+		ASSERT_FALSE(moved.isNull()) << error;
+		EXPECT_GT(artrender::DifferentPixels(artrender::RenderParts({ body }, artrender::RenderView_t{ 40.0, 10.0, 256, 256, "", 0.0 }, error), moved), 0.005)
+			<< anim;
+		SaveForLooking(moved, "session_courier_" + fs::path(anim).stem().string());
+	}
+}
+
 TEST(FbxWriter, PolygonsOfSeveralMaterialsReadBack)
 {
 	// A box whose faces alternate between two materials, and a triangle-capped tube.
