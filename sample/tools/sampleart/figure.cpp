@@ -548,12 +548,13 @@ std::vector<FbxAnimation_t> BuildHumanoidAnimations(const HumanoidRig_t &rig)
 		a.Rotate(rig.m_nSpine1, [&](double t) { return Vec3{ -3.0 + 1.0 * std::sin(w * t), 0, 5.0 }; });
 		a.Rotate(rig.m_nSpine2, [&](double t) { return Vec3{ -4.0 + 1.5 * std::sin(w * t), 0, 8.0 }; });
 		a.Rotate(rig.m_nHead, [&](double t) { return Vec3{ -4.0, 0, -14.0 + 2.0 * std::sin(w * t + 0.8) }; });
-		// Right arm: the weapon raised before the chest.
-		a.Rotate(rig.m_nUpperArm[1], [&](double t) { return Vec3{ -45.0 + 2.0 * std::sin(w * t), 10.0, 0 }; });
+		// Right arm: the hand raised before the chest, the weapon held upright in it.
+		a.Rotate(rig.m_nUpperArm[1], [&](double t) { return Vec3{ -40.0 + 2.0 * std::sin(w * t), 10.0, 0 }; });
 		a.Rotate(rig.m_nForeArm[1], [&](double t) { return Vec3{ -55.0 + 3.0 * std::sin(w * t + 0.4), 0, 0 }; });
-		// Left hand on the hip.
-		a.Rotate(rig.m_nUpperArm[0], [&](double t) { return Vec3{ 12.0, -12.0 + 1.0 * std::sin(w * t), 0 }; });
-		a.Rotate(rig.m_nForeArm[0], [&](double t) { return Vec3{ -35.0, 40.0, 0 * t }; });
+		a.Rotate(rig.m_nHand[1], [&](double t) { return Vec3{ 80.0 - 2.0 * std::sin(w * t + 0.4), 0, 0 }; });
+		// Left hand on the hip: the arm out, the elbow bent back in.
+		a.Rotate(rig.m_nUpperArm[0], [&](double t) { return Vec3{ 8.0, -28.0 + 1.0 * std::sin(w * t), 0 }; });
+		a.Rotate(rig.m_nForeArm[0], [&](double t) { return Vec3{ -15.0, 80.0, 0 * t }; });
 		a.Rotate(rig.m_nThigh[0], [&](double t) { return Vec3{ -6.0, -9.0, 0 * t }; });
 		a.Rotate(rig.m_nThigh[1], [&](double t) { return Vec3{ 5.0, 9.0, 0 * t }; });
 		a.Rotate(rig.m_nCalf[0], [&](double t) { return Vec3{ 8.0 + 1.0 * std::sin(w * t), 0, 0 }; });

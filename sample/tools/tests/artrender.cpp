@@ -98,6 +98,35 @@ bool LoadPart(const RenderPart_t &source, const std::map<std::string, aiMatrix4x
 		error = source.m_Mesh + ": " + importer.GetErrorString();
 		return false;
 	}
+	// Bones of the part that the animation does not have (an item's own bones) follow their
+	// nearest ancestor that it has, keeping their bind offset from it.
+	std::map<std::string, aiMatrix4x4> bindWorld;
+	std::map<std::string, std::string> parentOf;
+	std::function<void(const aiNode *, const aiMatrix4x4 &)> walk = [&](const aiNode *node, const aiMatrix4x4 &parent)
+	{
+		const aiMatrix4x4 world = parent * node->mTransformation;
+		bindWorld[node->mName.C_Str()] = world;
+		for (unsigned c = 0; c < node->mNumChildren; ++c)
+		{
+			parentOf[node->mChildren[c]->mName.C_Str()] = node->mName.C_Str();
+			walk(node->mChildren[c], world);
+		}
+	};
+	walk(scene->mRootNode, aiMatrix4x4());
+	auto posedWorld = [&](const std::string &bone, aiMatrix4x4 &out)
+	{
+		for (std::string at = bone; !at.empty(); at = parentOf.count(at) ? parentOf[at] : std::string())
+		{
+			auto it = pose->find(at);
+			if (it == pose->end())
+				continue;
+			aiMatrix4x4 inverse = bindWorld[at];
+			inverse.Inverse();
+			out = it->second * inverse * bindWorld[bone];
+			return true;
+		}
+		return false;
+	};
 	for (unsigned m = 0; m < scene->mNumMeshes; ++m)
 	{
 		const aiMesh *mesh = scene->mMeshes[m];
@@ -111,9 +140,9 @@ bool LoadPart(const RenderPart_t &source, const std::map<std::string, aiMatrix4x
 			for (unsigned b = 0; b < mesh->mNumBones; ++b)
 			{
 				const aiBone *bone = mesh->mBones[b];
-				auto it = pose->find(bone->mName.C_Str());
-				// A bone the animation does not have stays at its bind place.
-				const aiMatrix4x4 m4 = it != pose->end() ? it->second * bone->mOffsetMatrix : aiMatrix4x4();
+				aiMatrix4x4 world;
+				// A bone with no animated ancestor at all stays at its bind place.
+				const aiMatrix4x4 m4 = posedWorld(bone->mName.C_Str(), world) ? world * bone->mOffsetMatrix : aiMatrix4x4();
 				for (unsigned w = 0; w < bone->mNumWeights; ++w)
 				{
 					const aiVertexWeight &vw = bone->mWeights[w];
