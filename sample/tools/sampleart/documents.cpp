@@ -65,9 +65,9 @@ std::string WriteModelDocument(const ModelDocument_t &doc, std::string &error)
 	KeyValues3 *rootNode = root->AddMember("rootNode");
 	rootNode->MakeTable();
 	rootNode->AddMember("_class")->SetString("RootNode");
+	rootNode->AddMember("note")->SetString("");
 	KeyValues3 *rootChildren = rootNode->AddMember("children");
 	rootChildren->MakeArray();
-	rootNode->AddMember("note")->SetString("");
 	rootNode->AddMember("dynamic_attributes")->MakeTable();
 	root->AddMember("extra_data")->MakeTable();
 
