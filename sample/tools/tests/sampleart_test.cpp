@@ -572,7 +572,7 @@ TEST(SampleArt, FiguresStandAndMoveWithTheirItems)
 			ASSERT_FALSE(alone.isNull() || moved.isNull()) << error;
 			EXPECT_GT(artrender::DifferentPixels(alone, moved), 0.01) << picture.m_Items[i - 1];
 		}
-		const std::string name = fs::path(picture.m_Model).stem().string();
+		std::string name = fs::path(picture.m_Model).parent_path().filename().string() + "_" + fs::path(picture.m_Model).stem().string();
 		SaveForLooking(still, name + "_front");
 		SaveForLooking(turned, name + "_side");
 		SaveForLooking(run, name + "_run");
