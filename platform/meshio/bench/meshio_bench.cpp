@@ -16,7 +16,7 @@
 #include "meshio/fbxscene.h"
 #include "meshio/meshtopology.h"
 #include "meshio/tests/fbx_binary_builder.h"
-#include "meshio/tests/fbx_test_writer.h"
+#include "testsupport/fbx_test_writer.h"
 
 namespace
 {

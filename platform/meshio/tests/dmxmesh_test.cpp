@@ -11,7 +11,7 @@
 #include "meshio/fbxscene.h"
 #include "meshio/meshsource.h"
 #include "meshio/meshtopology.h"
-#include "meshio/tests/test_meshes.h"
+#include "testsupport/test_meshes.h"
 #include "testsupport/test_support.h"
 
 namespace

@@ -14,8 +14,8 @@
 #include "meshio/fbxdocument.h"
 #include "meshio/fbxscene.h"
 #include "meshio/tests/fbx_binary_builder.h"
-#include "meshio/tests/fbx_test_writer.h"
-#include "meshio/tests/test_meshes.h"
+#include "testsupport/fbx_test_writer.h"
+#include "testsupport/test_meshes.h"
 #include "testsupport/test_support.h"
 
 namespace

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
-#include "meshio/tests/test_meshes.h"
+#include "testsupport/test_meshes.h"
 #include "testsupport/test_support.h"
 
 namespace

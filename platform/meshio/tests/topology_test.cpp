@@ -6,7 +6,7 @@
 #include "meshio/fbxdocument.h"
 #include "meshio/fbxscene.h"
 #include "meshio/meshtopology.h"
-#include "meshio/tests/test_meshes.h"
+#include "testsupport/test_meshes.h"
 
 namespace
 {

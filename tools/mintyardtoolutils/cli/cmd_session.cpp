@@ -11,6 +11,10 @@
 //   mintyard unzip --game DIR ZIP
 //       loads a submission zip, writes it back as a session file beside the unpacked folder and
 //       prints that file's path.
+//   mintyard import --game DIR [--tokens] [--relaxed] SESSION
+//       the import run of the wizard on a session file: files placed under <root>/content/<mod>
+//       and compiled into <root>/game/<mod>; its messages as validate prints them, its progress
+//       and the compiler's lines on standard error. Exit code 1 when any message is an error.
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -20,6 +24,7 @@
 #include "mintyardtoolutils/core/importmessages.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/core/sessionfile.h"
+#include "mintyardtoolutils/pipeline/importdriver.h"
 #include "toolframework/localize.h"
 #include "toolframework/toolframework.h"
 
@@ -77,13 +82,13 @@ struct SessionCommand_t
 	const char *pszName;
 	const char *pszUsage;
 	CUtlString operand;
+	CUtlString gameDirectory;
 	CToolFrameworkHost host;
 	CMintyardImportSession session;
 
 	// 0 when ready, otherwise the exit code.
 	int Start(const CUtlVector<CUtlString> &args)
 	{
-		CUtlString gameDirectory;
 		bool bMissingValue = false;
 		if (!FindOption(args, "--game", gameDirectory, &bMissingValue))
 		{
@@ -126,7 +131,7 @@ struct SessionCommand_t
 
 int Command_Validate(const CUtlVector<CUtlString> &args)
 {
-	SessionCommand_t command{ "validate", "--game DIR [--tokens] [--relaxed] SESSION", {}, {}, {} };
+	SessionCommand_t command{ "validate", "--game DIR [--tokens] [--relaxed] SESSION", {}, {}, {}, {} };
 	if (int nResult = command.Start(args))
 		return nResult;
 	const bool bTokens = HasFlag(args, "--tokens");
@@ -138,9 +143,43 @@ int Command_Validate(const CUtlVector<CUtlString> &args)
 	return list.GetErrorCount() > 0 ? 1 : 0;
 }
 
+namespace
+{
+// The run's progress lines (and the compiler's) go to standard error as they come.
+class CStandardErrorImportLog : public IMintyardImportLog
+{
+public:
+	void LogMessage(int, const char *pszText) override
+	{
+		fputs(pszText ? pszText : "", stderr);
+		fflush(stderr);
+	}
+};
+} // namespace
+
+int Command_Import(const CUtlVector<CUtlString> &args)
+{
+	SessionCommand_t command{ "import", "--game DIR [--tokens] [--relaxed] SESSION", {}, {}, {}, {} };
+	if (int nResult = command.Start(args))
+		return nResult;
+	const bool bTokens = HasFlag(args, "--tokens");
+	if (!command.LoadSession(bTokens))
+		return 1;
+	// The game folder <root>/game/<mod> goes with the content root <root>/content/<mod>.
+	const std::filesystem::path game = std::filesystem::absolute(command.gameDirectory.c_str()).lexically_normal();
+	const std::filesystem::path content = game.parent_path().parent_path() / "content" / game.filename();
+	command.session.SetSearchPaths(game.string().c_str(), content.string().c_str());
+	CStandardErrorImportLog log;
+	ImportMessageList list;
+	list.SetLog(&log);
+	RunImport(&command.session, false, list, HasFlag(args, "--relaxed"));
+	PrintEntries(stdout, list, bTokens);
+	return list.GetErrorCount() > 0 ? 1 : 0;
+}
+
 int Command_Zip(const CUtlVector<CUtlString> &args)
 {
-	SessionCommand_t command{ "zip", "--game DIR SESSION", {}, {}, {} };
+	SessionCommand_t command{ "zip", "--game DIR SESSION", {}, {}, {}, {} };
 	if (int nResult = command.Start(args))
 		return nResult;
 	if (!command.LoadSession(false))
@@ -157,7 +196,7 @@ int Command_Zip(const CUtlVector<CUtlString> &args)
 
 int Command_Unzip(const CUtlVector<CUtlString> &args)
 {
-	SessionCommand_t command{ "unzip", "--game DIR ZIP", {}, {}, {} };
+	SessionCommand_t command{ "unzip", "--game DIR ZIP", {}, {}, {}, {} };
 	if (int nResult = command.Start(args))
 		return nResult;
 	ImportMessageList list;

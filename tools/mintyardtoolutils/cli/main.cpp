@@ -15,6 +15,8 @@ const MintyardCommand_t g_MintyardCommands[] = {
 	{ "validate", "--game DIR [--tokens] [--relaxed] SESSION", "print the validation messages of a session file; exit code 1 on errors", Command_Validate },
 	{ "zip", "--game DIR SESSION", "build the submission zip of a session file and print its path", Command_Zip },
 	{ "unzip", "--game DIR ZIP", "load a submission zip, write it back as a session file and print its path", Command_Unzip },
+	{ "import", "--game DIR [--tokens] [--relaxed] SESSION", "import a session file: place, compile and check its files; exit code 1 on errors",
+		Command_Import },
 	{ nullptr, nullptr, nullptr, nullptr },
 };
 

@@ -10,9 +10,9 @@
 #include "core/logging.h"
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
+#include "imaging/imageload.h"
 #include "toolframework/convar.h"
 #include "mintyardtoolutils/core/cfgelementlists.h"
-#include "mintyardtoolutils/core/imageinfo.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/core/templateaccess.h"
 
@@ -798,17 +798,17 @@ void CMintyardCfg_ZarnImageSet::CImage::Validate(ImportMessageList &list, bool) 
 	const CUtlString ext = GetPathExtension(m_Value.c_str());
 	if (ext != pszWanted)
 		list.AddError("#ZARN_Mintyard_Err_BadExtension", TemplateName(), ext.c_str(), pszWanted);
-	MintyardImageInfo_t info;
-	if (!ReadImageInfo(ResolveForReading(m_Value).c_str(), info))
+	ImageFileInfo_t info;
+	if (!Image_ReadFileDeclaredSize(ResolveForReading(m_Value).c_str(), info))
 	{
 		list.AddError("#ZARN_Mintyard_Err_BadImageFile", TemplateName(), m_Value.c_str());
 		return;
 	}
 	const int nWidth = ImageExactWidth(pTemplate), nHeight = ImageExactHeight(pTemplate);
-	if (nWidth != -1 && info.width != nWidth)
-		list.AddWarning("#ZARN_Mintyard_Error_ImageExactWidth", TemplateName(), V_Format("%d", info.width).c_str(), V_Format("%d", nWidth).c_str());
-	if (nHeight != -1 && info.height != nHeight)
-		list.AddWarning("#ZARN_Mintyard_Error_ImageExactHeight", TemplateName(), V_Format("%d", info.height).c_str(), V_Format("%d", nHeight).c_str());
+	if (nWidth != -1 && info.nWidth != nWidth)
+		list.AddWarning("#ZARN_Mintyard_Error_ImageExactWidth", TemplateName(), V_Format("%d", info.nWidth).c_str(), V_Format("%d", nWidth).c_str());
+	if (nHeight != -1 && info.nHeight != nHeight)
+		list.AddWarning("#ZARN_Mintyard_Error_ImageExactHeight", TemplateName(), V_Format("%d", info.nHeight).c_str(), V_Format("%d", nHeight).c_str());
 }
 
 void CMintyardCfg_ZarnImageSet::CEmoticonImage::Validate(ImportMessageList &list, bool) const
@@ -816,16 +816,16 @@ void CMintyardCfg_ZarnImageSet::CEmoticonImage::Validate(ImportMessageList &list
 	ValidateFile(list);
 	if (m_Value.empty())
 		return;
-	MintyardImageInfo_t info;
-	if (!ReadImageInfo(ResolveForReading(m_Value).c_str(), info))
+	ImageFileInfo_t info;
+	if (!Image_ReadFileDeclaredSize(ResolveForReading(m_Value).c_str(), info))
 	{
 		list.AddError("#ZARN_Mintyard_Err_BadImageFile", TemplateName(), m_Value.c_str());
 		return;
 	}
-	if (info.height != 32)
-		list.AddWarning("#ZARN_Mintyard_Error_EmoticonHeight", TemplateName(), V_Format("%d", info.height).c_str(), "32");
-	if (info.width % 32 != 0)
-		list.AddWarning("#ZARN_Mintyard_Error_EmoticonWidth", TemplateName(), V_Format("%d", info.width).c_str(), "32");
+	if (info.nHeight != 32)
+		list.AddWarning("#ZARN_Mintyard_Error_EmoticonHeight", TemplateName(), V_Format("%d", info.nHeight).c_str(), "32");
+	if (info.nWidth % 32 != 0)
+		list.AddWarning("#ZARN_Mintyard_Error_EmoticonWidth", TemplateName(), V_Format("%d", info.nWidth).c_str(), "32");
 }
 
 CMintyardCfg_ZarnImageSet::CEmoticon::CEmoticon(CMintyardCfgElementContainer *pParent, const CMintyardTemplate_ZarnImageSet::CEmoticon *pTemplate)

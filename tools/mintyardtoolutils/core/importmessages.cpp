@@ -109,3 +109,21 @@ CUtlString FormatImportMessage(const MintyardImportMessageEntry_t &entry, ILocal
 	}
 	return text;
 }
+
+const MintyardImportMessageEntry_t *ImportMessageList::Find(const char *pszMessage, const char *pszArg1) const
+{
+	for (const MintyardImportMessageEntry_t &entry : m_Entries)
+	{
+		if (pszMessage && entry.Message() == pszMessage && (!pszArg1 || entry.Arg(1) == pszArg1))
+			return &entry;
+	}
+	return nullptr;
+}
+
+int ImportMessageList::CountMessage(const char *pszMessage) const
+{
+	int n = 0;
+	for (const MintyardImportMessageEntry_t &entry : m_Entries)
+		n += pszMessage && entry.Message() == pszMessage ? 1 : 0;
+	return n;
+}

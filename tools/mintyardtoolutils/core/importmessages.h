@@ -58,6 +58,10 @@ public:
 	MintyardImportMessageEntry_t &operator[](int i) { return m_Entries[i]; }
 	const CUtlVector<MintyardImportMessageEntry_t> &Entries() const { return m_Entries; }
 	int GetErrorCount() const;
+	// The first entry with that message (and that first argument, when given); null when none.
+	const MintyardImportMessageEntry_t *Find(const char *pszMessage, const char *pszArg1 = nullptr) const;
+	// The number of entries with that message.
+	int CountMessage(const char *pszMessage) const;
 	int GetWarningCount() const { return Count() - GetErrorCount(); }
 	void Clear() { m_Entries.clear(); }
 

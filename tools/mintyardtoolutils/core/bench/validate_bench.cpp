@@ -15,7 +15,7 @@
 #include "core/fileio.h"
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
-#include "mintyardtoolutils/core/imageinfo.h"
+#include "imaging/imageload.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/core/sessionfile.h"
 #include "toolframework/toolframework.h"
@@ -254,13 +254,13 @@ void BM_ReadImageSize2048(benchmark::State &state)
 	const std::string path = s.m_Folder + "/texture_2048.png";
 	const std::string bytes = MakePng(2048, 2048, 5);
 	Plat_WriteFileAtomic(path.c_str(), bytes.data(), bytes.size());
-	MintyardImageInfo_t info;
+	ImageFileInfo_t info;
 	for (auto _ : state)
 	{
-		ReadImageInfo(path.c_str(), info);
-		benchmark::DoNotOptimize(info.width);
+		Image_ReadFileDeclaredSize(path.c_str(), info);
+		benchmark::DoNotOptimize(info.nWidth);
 	}
-	if (info.width != 2048 || info.height != 2048)
+	if (info.nWidth != 2048 || info.nHeight != 2048)
 		state.SkipWithError("wrong size read");
 	state.counters["file_bytes"] = (double)bytes.size();
 }
