@@ -33,21 +33,7 @@ void CompileTextures(CResourceCompiler &rc, const CompileRoots_t &roots, std::ve
 			jobs[i].m_bResult = rc.CompileTexture(roots, jobs[i].m_Source, &jobs[i].m_Compiled);
 		ResourceCompiler_SetTextureThreads(0);
 	};
-	std::vector<std::thread> threads;
-	for (int w = 1; w < workers; ++w)
-	{
-		try
-		{
-			threads.emplace_back(work);
-		}
-		catch (const std::system_error &)
-		{
-			break; // the calling thread does the rest
-		}
-	}
-	work();
-	for (std::thread &thread : threads)
-		thread.join();
+	ResourceCompiler_RunWorkers(workers, work);
 }
 } // namespace
 

@@ -221,22 +221,7 @@ void CModelCompile::LoadSources()
 				PrepareSourceForModel(source.m_Scene, m_flScale);
 		}
 	};
-	const int workers = std::max(1, std::min(m_RC.ThreadCount(), (int)m_Sources.size()));
-	std::vector<std::thread> threads;
-	for (int w = 1; w < workers; ++w)
-	{
-		try
-		{
-			threads.emplace_back(work);
-		}
-		catch (const std::system_error &)
-		{
-			break;
-		}
-	}
-	work();
-	for (std::thread &thread : threads)
-		thread.join();
+	ResourceCompiler_RunWorkers(std::max(1, std::min(m_RC.ThreadCount(), (int)m_Sources.size())), work);
 	for (const ModelSource_t &source : m_Sources)
 	{
 		if (!source.m_bLoaded)
@@ -422,22 +407,7 @@ void CModelCompile::BuildMeshes()
 				built[n] = BuildModelMesh(inputs[n], meshes[n], stats[n], errors[n]);
 		}
 	};
-	const int workers = std::max(1, std::min(m_RC.ThreadCount(), (int)m_MeshNodes.size()));
-	std::vector<std::thread> threads;
-	for (int w = 1; w < workers; ++w)
-	{
-		try
-		{
-			threads.emplace_back(work);
-		}
-		catch (const std::system_error &)
-		{
-			break;
-		}
-	}
-	work();
-	for (std::thread &thread : threads)
-		thread.join();
+	ResourceCompiler_RunWorkers(std::max(1, std::min(m_RC.ThreadCount(), (int)m_MeshNodes.size())), work);
 
 	for (size_t n = 0; n < m_MeshNodes.size(); ++n)
 	{

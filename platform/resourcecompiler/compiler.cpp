@@ -10,6 +10,7 @@
 #include "core/pathutils.h"
 #include "core/strtools.h"
 #include "resourcecompiler/compiler_internal.h"
+#include "resourcecompiler/contentroots.h"
 
 // ---------------------------------------------------------------------------------------------
 // Roots and names
@@ -89,19 +90,7 @@ bool ResourceCompiler_RootsFromGameDirectory(std::string_view gameDirectory, Com
 
 bool ResourceCompiler_RootsFromSource(std::string_view absoluteSource, CompileRoots_t &roots)
 {
-	const CUtlString path = V_NormalizePath(absoluteSource);
-	for (size_t at = path.rfind("/content/"); at != CUtlString::npos; at = at ? path.rfind("/content/", at - 1) : CUtlString::npos)
-	{
-		const size_t modStart = at + 9;
-		const size_t modEnd = path.find('/', modStart);
-		if (modEnd == CUtlString::npos || modEnd == modStart)
-			continue;
-		const CUtlString mod = path.substr(modStart, modEnd - modStart);
-		roots.m_Content = path.substr(0, modEnd);
-		roots.m_Game = path.substr(0, at) + "/game/" + mod;
-		return true;
-	}
-	return false;
+	return ResourceCompiler_ContentTreeOf(absoluteSource, roots.m_Content, roots.m_Game);
 }
 
 EResourceSourceKind ResourceCompiler_SourceKind(std::string_view path)

@@ -1,6 +1,10 @@
 // What the compile of each kind of source offers the rest of the resource compiler (internal).
 #pragma once
 
+#include <system_error>
+#include <thread>
+#include <vector>
+
 #include "resourcecompiler/resourcecompiler.h"
 
 // Each writes the compiled file at the game-relative name `output`; true when it did.
@@ -21,3 +25,25 @@ bool ResourceCompiler_NormalizeReference(std::string_view reference, CUtlString 
 // The threads that each texture compile on the calling thread may use (0: the run's count). A
 // material that compiles several textures side by side gives each worker its share.
 void ResourceCompiler_SetTextureThreads(int nThreads);
+
+// Runs `work` on up to `workers` threads, the calling thread among them, and waits for all of
+// them; the work takes its items from a counter it shares. When a thread cannot be started the
+// ones running do the rest.
+template <typename Fn> void ResourceCompiler_RunWorkers(int workers, Fn &&work)
+{
+	std::vector<std::thread> threads;
+	for (int w = 1; w < workers; ++w)
+	{
+		try
+		{
+			threads.emplace_back(work);
+		}
+		catch (const std::system_error &)
+		{
+			break;
+		}
+	}
+	work();
+	for (std::thread &thread : threads)
+		thread.join();
+}

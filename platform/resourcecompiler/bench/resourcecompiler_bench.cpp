@@ -19,7 +19,7 @@
 #include "imaging/imagewrite.h"
 #include "meshio/assimp/assimpscene.h"
 #include "resourcecompiler/resourcecompiler.h"
-#include "resourcecompiler/tests/fbx_scene_writer.h"
+#include "testsupport/fbx_scene_writer.h"
 #include "testimages.h"
 
 namespace

@@ -18,7 +18,7 @@
 #include "datamodel/dmxio.h"
 #include "meshio/dmxmesh.h"
 #include "resourcecompiler/resourcecompiler.h"
-#include "resourcecompiler/tests/fbx_scene_writer.h"
+#include "testsupport/fbx_scene_writer.h"
 #include "testsupport/test_support.h"
 
 #ifndef RESOURCECOMPILER_PATH

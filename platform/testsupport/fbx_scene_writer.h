@@ -1,8 +1,9 @@
-// Writes ASCII FBX 7.4 text for the resource compiler's tests and benchmark: a skeleton of limb
-// nodes with rest transforms, meshes with polygons of any size, several materials per mesh (by
-// polygon), UVs per corner, smooth (per control point) or flat (per corner) normals, skins
-// (clusters whose links are the joints' bind matrices) and animation stacks with a key per
-// frame for every joint's translation and rotation.
+// Writes ASCII FBX 7.4 text for tests and benchmarks (the compiler's, the import run's): a
+// skeleton of limb nodes with rest transforms, meshes with polygons of any size, several
+// materials per mesh (by polygon), UVs per corner, smooth (per control point) or flat (per
+// corner) normals, skins (clusters whose links are the joints' bind matrices) and animation
+// stacks with a key per frame for every joint's translation and rotation. It uses meshio's
+// matrix helpers, so a target that includes it links mintyard_meshio.
 #pragma once
 
 #include <cmath>
