@@ -814,3 +814,51 @@ TEST(CompileModel, ASnapshotSourceGivenDirectlyBecomesItsOwnZsnap)
 	for (const Vector &normal : snapshot.m_Normals)
 		EXPECT_NEAR(std::sqrt(normal.x * normal.x + normal.y * normal.y + normal.z * normal.z), 1.0f, 1e-4f);
 }
+
+TEST(CompileModel, SequencesTakeTheirFrameRangeRateScaleAndWeights)
+{
+	CContentTree tree;
+	FbxWriterScene_t scene = MakeCreatureFbx();
+	scene.animations.push_back(MakeCreatureAnimation(scene, "run", 12, 20.0));
+	tree.Write("models/creature.fbx", WriteFbxScene(scene));
+	tree.Write("materials/default.zmat", MaterialDocument());
+	const std::string lists =
+		ListNode("RenderMeshList", "\t\t\t\t\t{ _class = \"RenderMeshFile\" name = \"creature\" filename = \"models/creature.fbx\" import_scale = 2.0 },") +
+		DefaultMaterial("materials/default.zmat") +
+		ListNode("AnimationList", "\t\t\t\t\t{ _class = \"AnimFile\" name = \"half_rate\" source_filename = \"models/creature.fbx\" fps = 15.0 },\n"
+								  "\t\t\t\t\t{ _class = \"AnimFile\" name = \"middle\" source_filename = \"models/creature.fbx\" start_frame = 2 end_frame = 5 },") +
+		ListNode("WeightListList", "\t\t\t\t\t{ _class = \"WeightList\" name = \"upper\" weights = [ { bone = \"spine\" weight = 0.5 }, "
+								   "{ bone = \"arm\" weight = 1.0 } ] },");
+	tree.Write("models/creature.zmdl", ModelDocument(lists));
+	const CommandResult_t result = RunCompiler(tree.Content("models/creature.zmdl"));
+	ASSERT_EQ(result.exitCode, 0) << result.output;
+	CCompiledModel model;
+	CUtlString error;
+	ASSERT_TRUE(LoadCompiledModel(tree.Game("models/creature.zmdl_c").c_str(), model, &error)) << error;
+	const int root = model.FindBone("root");
+
+	// 15 frames a second of an animation of 12 frames at 30: the frames at 0, 2, 4, ... 10, and
+	// 11 (the end, half a frame on) rounds to seven. The root walks 2 units a source frame, and the
+	// scale of 2 doubles that.
+	const CompiledSequence_t &half = model.m_Sequences[(size_t)model.FindSequence("half_rate")];
+	EXPECT_EQ(half.m_nFrameCount, 7u);
+	EXPECT_FLOAT_EQ(half.m_flFps, 15.0f);
+	for (uint32 f = 0; f + 1 < half.m_nFrameCount; ++f)
+		EXPECT_NEAR(half.m_Translations[(size_t)f * half.m_nBoneCount + (size_t)root].x, 2.0f * 2.0f * (2.0f * f), 1e-3f) << f;
+	const CompiledSequence_t &middle = model.m_Sequences[(size_t)model.FindSequence("middle")];
+	EXPECT_EQ(middle.m_nFrameCount, 4u);
+	for (uint32 f = 0; f < middle.m_nFrameCount; ++f)
+		EXPECT_NEAR(middle.m_Translations[(size_t)f * middle.m_nBoneCount + (size_t)root].x, 2.0f * 2.0f * (2.0f + f), 1e-3f) << f;
+	// The spine stands 10 units above the root, 20 with the scale (along the root's own Y: the
+	// turn to Z-up is the root's).
+	EXPECT_NEAR(model.m_Bones[(size_t)model.FindBone("spine")].m_vPosition.y, 20.0f, 1e-4f);
+	EXPECT_GT(model.m_Bounds.m_vMaxs.z, 2.0f * 25.0f);
+
+	// A bone not listed takes its parent's weight: the head the spine's, the root none.
+	ASSERT_EQ(model.m_WeightLists.size(), 1u);
+	const std::vector<float> &weights = model.m_WeightLists[0].m_Weights;
+	EXPECT_EQ(weights[(size_t)root], 0.0f);
+	EXPECT_EQ(weights[(size_t)model.FindBone("spine")], 0.5f);
+	EXPECT_EQ(weights[(size_t)model.FindBone("head")], 0.5f);
+	EXPECT_EQ(weights[(size_t)model.FindBone("arm")], 1.0f);
+}
