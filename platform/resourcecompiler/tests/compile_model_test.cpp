@@ -862,3 +862,33 @@ TEST(CompileModel, SequencesTakeTheirFrameRangeRateScaleAndWeights)
 	EXPECT_EQ(weights[(size_t)model.FindBone("head")], 0.5f);
 	EXPECT_EQ(weights[(size_t)model.FindBone("arm")], 1.0f);
 }
+
+TEST(CompileModel, DamagedMeshSourcesFailWithTheirNameAndKeepThePreviousModel)
+{
+	CContentTree tree;
+	WriteCreature(tree);
+	ASSERT_EQ(RunCompiler(tree.Content("models/creature.zmdl")).exitCode, 0);
+	const std::string before = tree.ReadGame("models/creature.zmdl_c");
+	const std::string fbx = WriteFbxScene(MakeCreatureFbx());
+	std::string noise(3000, '\0');
+	uint32 state = 12345;
+	for (char &c : noise)
+	{
+		state = state * 1664525u + 1013904223u;
+		c = (char)(state >> 24);
+	}
+	const std::pair<const char *, std::string> cases[] = {
+		{ "truncated", fbx.substr(0, fbx.size() / 2) },
+		{ "noise", noise },
+		{ "binary header with nothing after it", std::string("Kaydara FBX Binary  \0\x1a\0", 23) },
+	};
+	for (const auto &[what, bytes] : cases)
+	{
+		SCOPED_TRACE(what);
+		tree.Write("models/creature.fbx", bytes);
+		const CommandResult_t result = RunCompiler(tree.Content("models/creature.zmdl"));
+		EXPECT_EQ(result.exitCode, 1) << result.output;
+		EXPECT_NE(result.output.find("cannot read the source models/creature.fbx"), std::string::npos) << result.output;
+		EXPECT_EQ(tree.ReadGame("models/creature.zmdl_c"), before);
+	}
+}
