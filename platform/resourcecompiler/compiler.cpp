@@ -150,8 +150,6 @@ bool ResourceCompiler_NormalizeReference(std::string_view reference, CUtlString 
 void CCompileLog::Write(FILE *pFile, const CUtlString &line)
 {
 	// The caller holds the mutex.
-	if (m_bCapture)
-		m_Captured += line;
 	if (pFile)
 	{
 		fputs(line.c_str(), pFile);
@@ -237,12 +235,6 @@ int CCompileLog::WarningCount() const
 {
 	std::lock_guard<std::mutex> lock(m_Mutex);
 	return m_nWarnings;
-}
-
-CUtlString CCompileLog::Text() const
-{
-	std::lock_guard<std::mutex> lock(m_Mutex);
-	return m_Captured;
 }
 
 // ---------------------------------------------------------------------------------------------

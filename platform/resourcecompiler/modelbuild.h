@@ -49,7 +49,6 @@ public:
 
 private:
 	std::vector<ModelBone_t> m_Bones;
-	std::vector<bool> m_bHasLocal; // the local transform came from a source
 };
 
 // What one mesh node of the document gives: every mesh of its source file in one compiled mesh.

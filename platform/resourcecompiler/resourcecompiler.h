@@ -62,8 +62,8 @@ CUtlString ResourceCompiler_CompiledName(std::string_view contentRelative);
 class CCompileLog
 {
 public:
-	// Lines go to `pOut` (progress) and `pErr` (warnings and errors); null keeps them only in
-	// the counts and in Text() when capturing.
+	// Lines go to `pOut` (progress) and `pErr` (warnings and errors); null drops them (the
+	// counts still count).
 	CCompileLog(FILE *pOut = stdout, FILE *pErr = stderr) : m_pOut(pOut), m_pErr(pErr) {}
 
 	void Progress(const char *pszFormat, ...) FMTFUNCTION(2, 3);
@@ -73,9 +73,6 @@ public:
 
 	int ErrorCount() const;
 	int WarningCount() const;
-	// Keeps every line in memory as well (for tests and benchmarks).
-	void SetCapture(bool bCapture) { m_bCapture = bCapture; }
-	CUtlString Text() const;
 
 private:
 	void Write(FILE *pFile, const CUtlString &line);
@@ -85,8 +82,6 @@ private:
 	mutable std::mutex m_Mutex;
 	int m_nErrors = 0;
 	int m_nWarnings = 0;
-	bool m_bCapture = false;
-	CUtlString m_Captured;
 };
 
 struct ResourceCompilerOptions_t
