@@ -413,12 +413,9 @@ TEST(CompileModel, AHandWrittenDocumentComesOutAsItWentIn)
 	// Sequences: frames as the sources have them.
 	const rapidjson::Value &sequences = info["sequences"];
 	ASSERT_EQ(sequences.Size(), 7u);
-	auto sequence = [&](const char *name) -> const rapidjson::Value & {
-		const rapidjson::Value *found = FindNamed(sequences, name);
-		EXPECT_TRUE(found) << name;
-		static rapidjson::Value none(rapidjson::kObjectType);
-		return found ? *found : none;
-	};
+	for (const char *name : { "bind_pose", "run", "idle", "run_delta", "wave", "turn_blend", "run_layered" })
+		ASSERT_TRUE(FindNamed(sequences, name)) << name;
+	auto sequence = [&](const char *name) -> const rapidjson::Value & { return *FindNamed(sequences, name); };
 	EXPECT_EQ(sequence("bind_pose")["frames"].GetInt(), 1);
 	const rapidjson::Value &run = sequence("run");
 	EXPECT_EQ(run["frames"].GetInt(), 12);
