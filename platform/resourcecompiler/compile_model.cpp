@@ -929,7 +929,10 @@ void CModelCompile::CompileMaterials()
 		const CUtlString absolute = m_Roots.ContentPath(path);
 		if (!Plat_FileExists(absolute.c_str()) || Plat_IsDirectory(absolute.c_str()))
 		{
-			Error(m_MaterialUsers[m], "the material %s does not exist (%s)", path.c_str(), absolute.c_str());
+			// A material the game has only in its compiled form is used as it is; one that exists
+			// nowhere leaves its meshes to be drawn with the missing-material look.
+			if (!Plat_FileExists(m_Roots.GamePath(path + "_c").c_str()))
+				Warning(m_MaterialUsers[m], "the material %s does not exist (%s); its meshes have no material", path.c_str(), absolute.c_str());
 			continue;
 		}
 		if (!m_RC.CompileMaterial(m_Roots, path))

@@ -159,14 +159,14 @@ bool ValidateMeshTopology(CMintyardCfg_ZarnModel *, CModelDocNode *pMeshNode, co
 	CUtlString error;
 	if (!LoadSourceScene(source.c_str(), scene, error))
 	{
-		list.Log(MINTYARD_IMPORT_LOG_ERROR, "Couldn't load %s to validate it. Reason: %s", source.c_str(), error.c_str());
+		list.Log(MINTYARD_IMPORT_LOG_ERROR, "Couldn't load %s to validate it. Reason: %s\n", source.c_str(), error.c_str());
 		return true; // a broken source does not stop the import here
 	}
 	MeshTopologyReport_t report;
 	CheckSourceTopology(scene, report);
 	if (!report.bHasPositions)
 	{
-		list.Log(MINTYARD_IMPORT_LOG_ERROR, "Model %s doesn't contain 'position' vertext stream and so it could not be validated.",
+		list.Log(MINTYARD_IMPORT_LOG_ERROR, "Model %s doesn't contain 'position' vertext stream and so it could not be validated.\n",
 			pMeshNode ? pMeshNode->GetName().c_str() : source.c_str());
 		return true;
 	}
