@@ -11,6 +11,8 @@
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 
+#include <rapidjson/document.h>
+
 #include <QImage>
 
 #include <algorithm>
@@ -44,67 +46,90 @@ const std::string kContent = kSample + "/content/zarn/";
 const std::string kMintyard = MINTYARD_BINARY_DIR "/bin/mintyard";
 const std::string kResourceCompiler = MINTYARD_BINARY_DIR "/bin/resourcecompiler";
 
-// What each session gives besides success, as `--tokens` prints it, and what its import writes
-// (relative to the tree's root: placed sources, and compiled files that need the compiler).
+// A file that an import writes (relative to the tree's root), and the source it is a copy of
+// (relative to the same root), if it is one.
+struct Placed_t
+{
+	std::string m_Path;
+	std::string m_Source;
+};
+
+// What each session gives besides success, as `--tokens` prints it, and what its import writes:
+// files placed before its first compile, and files that need the compiler (compiled files, and
+// sources placed after the first compile).
 struct Expected_t
 {
 	std::string m_Session; // the file's name without ".session.txt"
 	std::vector<std::string> m_ValidateWarnings;
 	std::vector<std::string> m_ImportWarnings;
-	std::vector<std::string> m_Placed;
-	std::vector<std::string> m_Compiled;
+	std::vector<Placed_t> m_Placed;
+	std::vector<Placed_t> m_Compiled;
 };
 
 // The sessions give no warning: each is made to fit its template. A session that shows a
 // warning on purpose lists it here and says why in sample/sessions/README.txt.
 const std::vector<Expected_t> &ExpectedSessions()
 {
+	const std::string items = "content/zarn/models/items/", materials = "content/zarn/materials/models/items/", compiled = "game/zarn/models/items/";
 	static const std::vector<Expected_t> sessions = {
 		{ "abilityicons_bramble", {}, {}, {}, {} }, // ability icons are placed only in the wizard's item mode
 		{ "bramble_misc", {}, {},
-			{ "content/zarn/models/items/bramble/seed_pod_lantern/seed_pod_lantern.fbx",
-				"content/zarn/models/items/bramble/seed_pod_lantern/seed_pod_lantern_lod1.fbx",
-				"content/zarn/materials/models/items/bramble/seed_pod_lantern/seed_pod_lantern.zmat" },
-			{ "game/zarn/models/items/bramble/seed_pod_lantern/seed_pod_lantern.zmdl_c" } },
+			{ { items + "bramble/seed_pod_lantern/seed_pod_lantern.fbx", "art/bramble_misc/seed_pod_lantern.fbx" },
+				{ items + "bramble/seed_pod_lantern/seed_pod_lantern_lod1.fbx", "art/bramble_misc/seed_pod_lantern_lod1.fbx" },
+				{ materials + "bramble/seed_pod_lantern/seed_pod_lantern.zmat", "" } },
+			{ { compiled + "bramble/seed_pod_lantern/seed_pod_lantern.zmdl_c", "" },
+				{ materials + "bramble/seed_pod_lantern/seed_pod_lantern_glass_color.png", "art/bramble_misc/seed_pod_lantern_glass_color.png" } } },
 		{ "bramble_thorn_volley", {}, {},
-			{ "content/zarn/models/items/bramble/briar_thorn/briar_thorn_thorn.fbx",
-				"content/zarn/materials/models/items/bramble/briar_thorn/briar_thorn_thorn.zmat" },
-			{ "game/zarn/models/items/bramble/briar_thorn/briar_thorn_thorn.zmdl_c" } },
+			{ { items + "bramble/briar_thorn/briar_thorn_thorn.fbx", "art/bramble_thorn_volley/thorn.fbx" },
+				{ materials + "bramble/briar_thorn/briar_thorn_thorn.zmat", "" } },
+			{ { compiled + "bramble/briar_thorn/briar_thorn_thorn.zmdl_c", "" },
+				{ "content/zarn/particles/models/items/bramble/briar_thorn/briar_thorn_thorn.fbx", "art/bramble_thorn_volley/thorn_fx.fbx" } } },
 		{ "contract_only", {}, {}, {}, {} },
 		{ "courier", {}, {},
-			{ "content/zarn/models/items/courier/sample_courier/sample_courier.fbx",
-				"content/zarn/models/items/courier/sample_courier/sample_courier_lod1_extra0.fbx",
-				"content/zarn/materials/models/items/courier/sample_courier/sample_courier.zmat" },
-			{ "game/zarn/models/items/courier/sample_courier/sample_courier.zmdl_c",
-				"game/zarn/models/items/courier/sample_courier/sample_courier_flying.zmdl_c" } },
+			{ { items + "courier/sample_courier/sample_courier.fbx", "art/courier/courier_lod0.fbx" },
+				{ items + "courier/sample_courier/sample_courier_lod1_extra0.fbx", "art/courier/courier_saddlebag.fbx" },
+				{ items + "courier/sample_courier/sample_courier_flying.fbx", "art/courier/courier_flying_lod0.fbx" },
+				{ materials + "courier/sample_courier/sample_courier.zmat", "" } },
+			{ { compiled + "courier/sample_courier/sample_courier.zmdl_c", "" }, { compiled + "courier/sample_courier/sample_courier_flying.zmdl_c", "" },
+				{ items + "courier/sample_courier/sample_courier_run_forward.fbx", "art/courier/courier_run_forward.fbx" },
+				{ items + "courier/sample_courier/sample_courier_turn_left.fbx", "art/courier/courier_run_turn_left.fbx" },
+				{ items + "courier/sample_courier/sample_courier_idle.fbx", "game/zarn/animations/courier/courier_idle.fbx" },
+				{ items + "courier/sample_courier/sample_courier_flying_fly_idle.fbx", "game/zarn/animations/courier/courier_fly_idle.fbx" } } },
 		{ "cursor_pack", {}, {},
-			{ "game/zarn/resource/cursor/mintyard/bramble_cursors/default.bmp", "game/zarn/resource/cursor/mintyard/bramble_cursors/drop.bmp",
-				"game/zarn/resource/cursor/mintyard/bramble_cursors/cursor.res" },
+			{ { "game/zarn/resource/cursor/mintyard/bramble_cursors/default.bmp", "art/cursors/default.bmp" },
+				{ "game/zarn/resource/cursor/mintyard/bramble_cursors/drop.bmp", "art/cursors/drop.bmp" },
+				{ "game/zarn/resource/cursor/mintyard/bramble_cursors/cursor.res", "game/zarn/resource/cursor/cursor.res" } },
 			{} },
 		{ "emoticons", {}, {}, {}, {} }, // emoticons are placed only in the wizard's item mode
 		{ "loading_screen", {}, {},
-			{ "content/zarn/canopy/images/loadingscreens/dusk_in_the_bramble_wood/loadingscreen.png",
-				"content/zarn/canopy/images/loadingscreens/dusk_in_the_bramble_wood/loadingscreen.ztex" },
-			{ "game/zarn/canopy/images/loadingscreens/dusk_in_the_bramble_wood/loadingscreen.ztex_c" } },
+			{ { "content/zarn/canopy/images/loadingscreens/dusk_in_the_bramble_wood/loadingscreen.png", "" },
+				{ "content/zarn/canopy/images/loadingscreens/dusk_in_the_bramble_wood/loadingscreen.ztex", "" } },
+			{ { "game/zarn/canopy/images/loadingscreens/dusk_in_the_bramble_wood/loadingscreen.ztex_c", "" } } },
 		{ "marketing_images", {}, {}, {}, {} },
 		{ "music_pack", {}, {}, {}, {} },
 		{ "ward", {}, {},
-			{ "content/zarn/models/items/ward/sample_owl_ward/sample_owl_ward.fbx",
-				"content/zarn/materials/models/items/ward/sample_owl_ward/sample_owl_ward.zmat" },
-			{ "game/zarn/models/items/ward/sample_owl_ward/sample_owl_ward.zmdl_c" } },
+			{ { items + "ward/sample_owl_ward/sample_owl_ward.fbx", "art/ward/owl_ward.fbx" },
+				{ items + "ward/sample_owl_ward/sample_owl_ward_lod1.fbx", "art/ward/owl_ward_lod1.fbx" },
+				{ materials + "ward/sample_owl_ward/sample_owl_ward.zmat", "" } },
+			{ { compiled + "ward/sample_owl_ward/sample_owl_ward.zmdl_c", "" },
+				{ items + "ward/sample_owl_ward/sample_owl_ward_idle.fbx", "game/zarn/animations/ward/ward_idle.fbx" } } },
 		{ "wearable_bramble_back", {}, {},
-			{ "content/zarn/models/items/bramble/thorn_quiver/thorn_quiver.fbx", "content/zarn/materials/models/items/bramble/thorn_quiver/thorn_quiver.zmat" },
-			{ "game/zarn/models/items/bramble/thorn_quiver/thorn_quiver.zmdl_c" } },
+			{ { items + "bramble/thorn_quiver/thorn_quiver.fbx", "art/wearables/bramble_back/bramble_back.fbx" },
+				{ materials + "bramble/thorn_quiver/thorn_quiver.zmat", "" } },
+			{ { compiled + "bramble/thorn_quiver/thorn_quiver.zmdl_c", "" } } },
 		{ "wearable_bramble_head", {}, {},
-			{ "content/zarn/models/items/bramble/briar_crown/briar_crown.fbx", "content/zarn/materials/models/items/bramble/briar_crown/briar_crown.zmat" },
-			{ "game/zarn/models/items/bramble/briar_crown/briar_crown.zmdl_c" } },
+			{ { items + "bramble/briar_crown/briar_crown.fbx", "art/wearables/bramble_head/bramble_head.fbx" },
+				{ materials + "bramble/briar_crown/briar_crown.zmat", "" } },
+			{ { compiled + "bramble/briar_crown/briar_crown.zmdl_c", "" } } },
 		{ "wearable_cinder_weapon", {}, {},
-			{ "content/zarn/models/items/cinder/ember_sceptre/ember_sceptre.fbx",
-				"content/zarn/materials/models/items/cinder/ember_sceptre/ember_sceptre.zmat" },
-			{ "game/zarn/models/items/cinder/ember_sceptre/ember_sceptre.zmdl_c" } },
+			{ { items + "cinder/ember_sceptre/ember_sceptre.fbx", "art/wearables/cinder_weapon/cinder_weapon.fbx" },
+				{ materials + "cinder/ember_sceptre/ember_sceptre.zmat", "" } },
+			{ { compiled + "cinder/ember_sceptre/ember_sceptre.zmdl_c", "" },
+				{ "content/zarn/particles/models/items/cinder/ember_sceptre/ember_sceptre_fx.fbx", "art/wearables/cinder_weapon/cinder_weapon_fx.fbx" } } },
 		{ "wearable_tidewarden_weapon", {}, {},
-			{ "content/zarn/models/items/tidewarden/coral_hook/coral_hook.fbx", "content/zarn/materials/models/items/tidewarden/coral_hook/coral_hook.zmat" },
-			{ "game/zarn/models/items/tidewarden/coral_hook/coral_hook.zmdl_c" } },
+			{ { items + "tidewarden/coral_hook/coral_hook.fbx", "art/wearables/tidewarden_weapon/tidewarden_weapon.fbx" },
+				{ materials + "tidewarden/coral_hook/coral_hook.zmat", "" } },
+			{ { compiled + "tidewarden/coral_hook/coral_hook.zmdl_c", "" } } },
 	};
 	return sessions;
 }
@@ -476,6 +501,41 @@ public:
 private:
 	CTempDirectory m_Dir;
 };
+
+std::string ReadBytes(const std::string &path)
+{
+	CUtlBuffer buffer;
+	if (!Plat_ReadFile(path.c_str(), buffer))
+		return "<cannot read " + path + ">";
+	return std::string((const char *)buffer.Base(), buffer.Size());
+}
+
+// A file an import wrote: a copy is the file it was placed from (so no two inputs took one name),
+// and a compiled model, as `resourcecompiler info --json` describes it, has triangles in every mesh.
+void CheckPlaced(const CSampleTreeCopy &tree, const Placed_t &placed)
+{
+	const std::string path = tree.Path(placed.m_Path);
+	SCOPED_TRACE(placed.m_Path);
+	ASSERT_TRUE(fs::exists(path)) << "not written";
+	if (!placed.m_Source.empty())
+	{
+		EXPECT_TRUE(ReadBytes(path) == ReadBytes(tree.Path(placed.m_Source))) << "not a copy of " << placed.m_Source;
+	}
+	if (path.size() < 7 || path.compare(path.size() - 7, 7, ".zmdl_c") != 0)
+		return;
+	const CommandResult_t info = RunQuietly(kResourceCompiler + " info --json " + path);
+	ASSERT_EQ(info.exitCode, 0) << info.output;
+	rapidjson::Document json;
+	json.Parse(info.output.c_str());
+	ASSERT_FALSE(json.HasParseError()) << info.output;
+	ASSERT_TRUE(json.IsObject() && json.HasMember("meshes") && json["meshes"].IsArray()) << info.output;
+	EXPECT_GE(json["meshes"].Size(), 1u);
+	for (const rapidjson::Value &mesh : json["meshes"].GetArray())
+	{
+		ASSERT_TRUE(mesh.IsObject() && mesh.HasMember("triangles") && mesh["triangles"].IsInt()) << info.output;
+		EXPECT_GT(mesh["triangles"].GetInt(), 0) << (mesh.HasMember("name") && mesh["name"].IsString() ? mesh["name"].GetString() : "");
+	}
+}
 } // namespace
 
 TEST(SampleSessions, EachImportsOnACopyOfTheSampleTree)
@@ -499,14 +559,14 @@ TEST(SampleSessions, EachImportsOnACopyOfTheSampleTree)
 		SCOPED_TRACE(expected.m_Session);
 		const CommandResult_t result = RunQuietly(kMintyard + " import --tokens --game " + game + " " + tree.Path("sessions/" + expected.m_Session + ".session.txt"));
 		const std::vector<std::string> lines = Lines(result.output);
-		for (const std::string &placed : expected.m_Placed)
-			EXPECT_TRUE(fs::exists(tree.Path(placed))) << placed << " was not placed";
+		for (const Placed_t &placed : expected.m_Placed)
+			CheckPlaced(tree, placed);
 		if (bCompiler || expected.m_Compiled.empty())
 		{
 			EXPECT_EQ(result.exitCode, 0) << result.output;
 			EXPECT_EQ(lines, expected.m_ImportWarnings) << "import gave:\n" << Joined(lines);
-			for (const std::string &compiled : expected.m_Compiled)
-				EXPECT_TRUE(fs::exists(tree.Path(compiled))) << compiled << " was not compiled";
+			for (const Placed_t &placed : expected.m_Compiled)
+				CheckPlaced(tree, placed);
 			continue;
 		}
 		// Without the resource compiler the import goes as far as its first compile, which fails
