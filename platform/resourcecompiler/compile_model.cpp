@@ -72,7 +72,8 @@ private:
 	int AddSource(const CModelDocNode *pNode, const char *pszAttribute);
 	void LoadSources();
 	bool BuildSkeleton();
-	int32 AddMaterial(const CUtlString &path, const CModelDocNode *pNode);
+	// bNamedBySource: the path comes from a mesh source's own material name, not from the document.
+	int32 AddMaterial(const CUtlString &path, const CModelDocNode *pNode, bool bNamedBySource = false);
 	bool MaterialPathOfName(const CUtlString &name, CUtlString &path, const CModelDocNode *pNode);
 	void BuildMeshes();
 	void BuildLods();
@@ -105,6 +106,7 @@ private:
 	// Materials by source path (".zmat"); the model stores the compiled names.
 	std::vector<CUtlString> m_MaterialSources;
 	std::vector<const CModelDocNode *> m_MaterialUsers;
+	std::vector<bool> m_MaterialNamedBySource; // only named by a mesh source's material, never by the document
 	std::unordered_map<CUtlString, int32> m_MaterialOfPath;
 	CUtlString m_GlobalDefault;
 	const CModelDocNode *m_pDefaultGroup = nullptr;
@@ -261,14 +263,19 @@ bool CModelCompile::BuildSkeleton()
 // ---------------------------------------------------------------------------------------------
 // Materials and meshes
 
-int32 CModelCompile::AddMaterial(const CUtlString &path, const CModelDocNode *pNode)
+int32 CModelCompile::AddMaterial(const CUtlString &path, const CModelDocNode *pNode, bool bNamedBySource)
 {
 	const auto it = m_MaterialOfPath.find(path);
 	if (it != m_MaterialOfPath.end())
+	{
+		if (!bNamedBySource)
+			m_MaterialNamedBySource[(size_t)it->second] = false;
 		return it->second;
+	}
 	const int32 index = (int32)m_MaterialSources.size();
 	m_MaterialSources.push_back(path);
 	m_MaterialUsers.push_back(pNode);
+	m_MaterialNamedBySource.push_back(bNamedBySource);
 	m_MaterialOfPath.emplace(path, index);
 	m_Model.m_Materials.push_back(ResourceCompiler_CompiledName(path));
 	return index;
@@ -372,7 +379,7 @@ void CModelCompile::BuildMeshes()
 					slots.push_back(0);
 					continue;
 				}
-				slots.push_back(AddMaterial(remapped(path), bUseGlobal ? m_pDefaultGroup : pNode));
+				slots.push_back(AddMaterial(remapped(path), bUseGlobal ? m_pDefaultGroup : pNode, !bUseGlobal));
 			}
 			// Polygons without a material take the global default.
 			bool bUnassigned = mesh.m_PolygonMaterial.empty() && mesh.PolygonCount() > 0;
@@ -929,10 +936,15 @@ void CModelCompile::CompileMaterials()
 		const CUtlString absolute = m_Roots.ContentPath(path);
 		if (!Plat_FileExists(absolute.c_str()) || Plat_IsDirectory(absolute.c_str()))
 		{
-			// A material the game has only in its compiled form is used as it is; one that exists
-			// nowhere leaves its meshes to be drawn with the missing-material look.
-			if (!Plat_FileExists(m_Roots.GamePath(path + "_c").c_str()))
-				Warning(m_MaterialUsers[m], "the material %s does not exist (%s); its meshes have no material", path.c_str(), absolute.c_str());
+			// A material that the document names must exist. One that only a mesh source's material
+			// name gives is the artist's name from the modelling tool: the game may have it only in
+			// its compiled form, and when it exists nowhere its meshes draw with the missing-material
+			// look, which is a warning.
+			if (!m_MaterialNamedBySource[m])
+				Error(m_MaterialUsers[m], "the material %s does not exist (%s)", path.c_str(), absolute.c_str());
+			else if (!Plat_FileExists(m_Roots.GamePath(path + "_c").c_str()))
+				Warning(m_MaterialUsers[m], "the material %s named by the mesh source does not exist (%s); its meshes have no material",
+					path.c_str(), absolute.c_str());
 			continue;
 		}
 		if (!m_RC.CompileMaterial(m_Roots, path))
