@@ -872,6 +872,28 @@ void CToolSceneRenderer::DrawTints(const CToolScene &scene)
 	gl->glDisable(GL_BLEND);
 }
 
+void CToolSceneRenderer::DrawRawQuad(const VGuiPaintSurfaceLayout vertices[4], GLuint nTexture, bool bPremultiplied)
+{
+	QOpenGLFunctions_3_3_Core *gl = m_pGL;
+	Program_t &program = *m_pScreenProgram;
+	gl->glUseProgram(program.m_nProgram);
+	gl->glUniform2f(UNIFORM(program, "uViewport"), (float)std::max(m_nWidth, 1), (float)std::max(m_nHeight, 1));
+	gl->glUniform1i(UNIFORM(program, "uFlags"), SHADER_FLAG_RAW);
+	gl->glActiveTexture(GL_TEXTURE0 + UNIT_COLOR);
+	gl->glBindTexture(GL_TEXTURE_2D, nTexture ? nTexture : m_nWhiteTexture);
+	gl->glDisable(GL_DEPTH_TEST);
+	gl->glEnable(GL_BLEND);
+	if (bPremultiplied)
+		gl->glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+	else
+		gl->glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+	gl->glBindVertexArray(m_nScreenVAO);
+	gl->glBindBuffer(GL_ARRAY_BUFFER, m_nScreenVBO);
+	gl->glBufferData(GL_ARRAY_BUFFER, sizeof(VGuiPaintSurfaceLayout) * 4, vertices, GL_STREAM_DRAW);
+	gl->glDrawArrays(GL_TRIANGLE_FAN, 0, 4);
+	gl->glDisable(GL_BLEND);
+}
+
 void CToolSceneRenderer::DrawScreenQuad(const VGuiPaintSurfaceLayout vertices[4], const CToolSceneMaterial *pMaterial)
 {
 	QOpenGLFunctions_3_3_Core *gl = m_pGL;
@@ -880,18 +902,13 @@ void CToolSceneRenderer::DrawScreenQuad(const VGuiPaintSurfaceLayout vertices[4]
 	Program_t &program = *m_pScreenProgram;
 	gl->glUseProgram(program.m_nProgram);
 	gl->glUniform2f(UNIFORM(program, "uViewport"), (float)std::max(m_nWidth, 1), (float)std::max(m_nHeight, 1));
-	int flags = 0;
-	if (pMaterial)
+	if (!pMaterial)
 	{
-		flags = MaterialFlags(pMaterial, false);
-		BindMaterial(pMaterial, flags, UNIFORM(program, "uColor"));
+		DrawRawQuad(vertices, 0, false);
+		return;
 	}
-	else
-	{
-		gl->glActiveTexture(GL_TEXTURE0 + UNIT_COLOR);
-		gl->glBindTexture(GL_TEXTURE_2D, m_nWhiteTexture);
-		flags = SHADER_FLAG_RAW;
-	}
+	const int flags = MaterialFlags(pMaterial, false);
+	BindMaterial(pMaterial, flags, UNIFORM(program, "uColor"));
 	gl->glUniform1i(UNIFORM(program, "uFlags"), flags);
 	gl->glDisable(GL_DEPTH_TEST);
 	gl->glEnable(GL_BLEND);
@@ -954,7 +971,7 @@ void CToolSceneRenderer::DrawBitmapOverlay(const CToolSceneBitmapOverlay &overla
 		{ { w, h, 0.0f }, { 1.0f, 1.0f }, { bar.r, bar.g, bar.b, bar.a } },
 		{ { 0.0f, h, 0.0f }, { 0.0f, 1.0f }, { bar.r, bar.g, bar.b, bar.a } },
 	};
-	DrawScreenQuad(bars, nullptr);
+	DrawRawQuad(bars, 0, false);
 	if (image.IsEmpty() || !pGpu->m_nTexture)
 		return;
 	float x, y, bw, bh;
@@ -965,14 +982,7 @@ void CToolSceneRenderer::DrawBitmapOverlay(const CToolSceneBitmapOverlay &overla
 		{ { x + bw, y + bh, 0.0f }, { 1.0f, 1.0f }, { 255, 255, 255, 255 } },
 		{ { x, y + bh, 0.0f }, { 0.0f, 1.0f }, { 255, 255, 255, 255 } },
 	};
-	DrawScreenQuad(picture, nullptr);
-	// DrawScreenQuad bound white for a plain quad; draw the picture with its texture.
-	gl->glActiveTexture(GL_TEXTURE0 + UNIT_COLOR);
-	gl->glBindTexture(GL_TEXTURE_2D, pGpu->m_nTexture);
-	gl->glEnable(GL_BLEND);
-	gl->glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-	gl->glDrawArrays(GL_TRIANGLE_FAN, 0, 4);
-	gl->glDisable(GL_BLEND);
+	DrawRawQuad(picture, pGpu->m_nTexture, false);
 }
 
 void CToolSceneRenderer::DrawLayer(const CToolScene &scene, const CToolSceneCamera &camera, const CToolSceneNodeScreenLayer &layer)
@@ -1031,14 +1041,8 @@ void CToolSceneRenderer::DrawLayer(const CToolScene &scene, const CToolSceneCame
 		{ { w, h, 0.0f }, { 1.0f, 0.0f }, { 255, 255, 255, 255 } },
 		{ { 0.0f, h, 0.0f }, { 0.0f, 0.0f }, { 255, 255, 255, 255 } },
 	};
-	DrawScreenQuad(quad, nullptr);
-	gl->glActiveTexture(GL_TEXTURE0 + UNIT_COLOR);
-	gl->glBindTexture(GL_TEXTURE_2D, m_nLayerTexture);
-	gl->glEnable(GL_BLEND);
 	// The layer holds colour already multiplied by its alpha.
-	gl->glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-	gl->glDrawArrays(GL_TRIANGLE_FAN, 0, 4);
-	gl->glDisable(GL_BLEND);
+	DrawRawQuad(quad, m_nLayerTexture, true);
 }
 
 void CToolSceneRenderer::DrawScreenNodes(const CToolScene &scene, const CToolSceneCamera &camera)

@@ -85,6 +85,8 @@ private:
 	void DrawGround(const CToolScene &scene);
 	void DrawTints(const CToolScene &scene);
 	void DrawScreenNodes(const CToolScene &scene, const CToolSceneCamera &camera);
+	// A quad of a texture (0: white) as it stands, times the vertices' colours.
+	void DrawRawQuad(const VGuiPaintSurfaceLayout vertices[4], uint nTexture, bool bPremultiplied);
 	void DrawBitmapOverlay(const CToolSceneBitmapOverlay &overlay);
 	void DrawLayer(const CToolScene &scene, const CToolSceneCamera &camera, const CToolSceneNodeScreenLayer &layer);
 	void PurgeUnused();

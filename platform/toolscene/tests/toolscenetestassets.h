@@ -21,8 +21,9 @@ bool TestTexture_DecodedPixel(const CCompiledTexture &texture, int x, int y, uin
 CCompiledMaterial TestMaterial(const char *pszColorTexture, const char *pszTranslucencyTexture = nullptr,
 	const float *pColorConstant = nullptr);
 
-// A square of `size` units in the plane x = 0, centred at (0, 0, centreZ), facing +x, with
-// texture coordinates 0 to 1 (v = 0 at the top). One draw call of material 0.
+// A square of `size` units in the plane x = 0, centred at (0, centreY, centreZ), facing +x,
+// with texture coordinates 0 to 1: u = 0 on its -y side (the left, seen from +x), v = 0 at the
+// top. One draw call of `material`.
 CompiledMesh_t TestMesh_Quad(float size, float centreY, float centreZ, uint32 material = 0);
 
 // A model of one quad and one material.
