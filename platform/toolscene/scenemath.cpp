@@ -198,28 +198,26 @@ SceneMatrix_t SceneMatrixFromQuaternion(const Quaternion &q, const Vector &posit
 	return out;
 }
 
-SceneMatrix_t SceneMatrixFromTransform(const Vector &position, const Quaternion &rotation, const Vector &scale)
+// Scales the first three columns: the matrix then applies the scale before its rotation.
+static SceneMatrix_t ScaleAxes(SceneMatrix_t m, const Vector &scale)
 {
-	SceneMatrix_t out = SceneMatrixFromQuaternion(rotation, position);
 	for (int r = 0; r < 3; ++r)
 	{
-		out.m[r][0] *= scale.x;
-		out.m[r][1] *= scale.y;
-		out.m[r][2] *= scale.z;
+		m.m[r][0] *= scale.x;
+		m.m[r][1] *= scale.y;
+		m.m[r][2] *= scale.z;
 	}
-	return out;
+	return m;
+}
+
+SceneMatrix_t SceneMatrixFromTransform(const Vector &position, const Quaternion &rotation, const Vector &scale)
+{
+	return ScaleAxes(SceneMatrixFromQuaternion(rotation, position), scale);
 }
 
 SceneMatrix_t SceneMatrixFromPositionAnglesScale(const Vector &position, const QAngle &angles, const Vector &scale)
 {
-	SceneMatrix_t out = SceneMatrixFromAngles(angles, position);
-	for (int r = 0; r < 3; ++r)
-	{
-		out.m[r][0] *= scale.x;
-		out.m[r][1] *= scale.y;
-		out.m[r][2] *= scale.z;
-	}
-	return out;
+	return ScaleAxes(SceneMatrixFromAngles(angles, position), scale);
 }
 
 QAngle SceneMatrixToAngles(const SceneMatrix_t &m)

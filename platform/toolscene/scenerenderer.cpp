@@ -27,6 +27,7 @@ constexpr int UNIT_COLOR = 0;
 constexpr int UNIT_NORMAL = 1;
 constexpr int UNIT_TRANSLUCENCY = 2;
 constexpr int UNIT_BONES = 3;
+constexpr GLuint BONE_BLOCK_BINDING = 0;
 
 constexpr float GIZMO_LINE_WIDTH = 3.0f;
 constexpr float GRID_LINE_WIDTH = 1.0f;
@@ -90,23 +91,39 @@ struct CToolSceneRenderer::GpuMesh_t
 	bool m_bTangents = false;
 };
 
+// Each GPU copy frees its own objects (0 names are ignored by the GL).
 struct CToolSceneRenderer::GpuModel_t
 {
 	std::vector<GpuMesh_t> m_Meshes;
 	uint64 m_nLastFrame = 0;
+	void Free(QOpenGLFunctions_3_3_Core *gl)
+	{
+		for (GpuMesh_t &mesh : m_Meshes)
+		{
+			gl->glDeleteVertexArrays(1, &mesh.m_nVAO);
+			gl->glDeleteBuffers(1, &mesh.m_nVBO);
+			gl->glDeleteBuffers(1, &mesh.m_nIBO);
+		}
+	}
 };
 
 struct CToolSceneRenderer::GpuTexture_t
 {
 	GLuint m_nTexture = 0;
 	uint64 m_nLastFrame = 0;
+	void Free(QOpenGLFunctions_3_3_Core *gl) { gl->glDeleteTextures(1, &m_nTexture); }
 };
 
 struct CToolSceneRenderer::GpuNode_t
 {
-	GLuint m_nBuffer = 0;
-	GLuint m_nTexture = 0;
+	GLuint m_nBuffer = 0;  // the bone rows: a uniform buffer, or the storage of the texture
+	GLuint m_nTexture = 0; // the texture buffer over it (large skeletons only)
 	uint64 m_nLastFrame = 0;
+	void Free(QOpenGLFunctions_3_3_Core *gl)
+	{
+		gl->glDeleteTextures(1, &m_nTexture);
+		gl->glDeleteBuffers(1, &m_nBuffer);
+	}
 };
 
 struct CToolSceneRenderer::GpuBitmap_t
@@ -114,7 +131,27 @@ struct CToolSceneRenderer::GpuBitmap_t
 	GLuint m_nTexture = 0;
 	uint64 m_nVersion = 0;
 	uint64 m_nLastFrame = 0;
+	void Free(QOpenGLFunctions_3_3_Core *gl) { gl->glDeleteTextures(1, &m_nTexture); }
 };
+
+namespace
+{
+// Frees and forgets the GPU copies that `bDrop` picks.
+template<typename Map, typename Predicate>
+void FreeWhere(QOpenGLFunctions_3_3_Core *gl, Map &map, Predicate bDrop)
+{
+	for (auto it = map.begin(); it != map.end();)
+	{
+		if (!bDrop(*it->second))
+		{
+			++it;
+			continue;
+		}
+		it->second->Free(gl);
+		it = map.erase(it);
+	}
+}
+} // namespace
 
 struct CToolSceneRenderer::LineVertex_t
 {
@@ -133,7 +170,8 @@ struct CToolSceneRenderer::DrawItem_t
 {
 	const GpuMesh_t *m_pMesh = nullptr;
 	const CToolSceneMaterial *m_pMaterial = nullptr;
-	GLuint m_nBones = 0;
+	GLuint m_nBones = 0;		 // uniform buffer, or texture buffer with m_bBufferBones
+	bool m_bBufferBones = false; // a skeleton too large for the uniform block
 	float m_Model[16];
 	float m_Normal[9];
 	uint32 m_nFirstIndex = 0;
@@ -248,10 +286,14 @@ bool CToolSceneRenderer::Init(CUtlString *pError)
 	m_bS3TCSRGB = m_bS3TC && (pContext->hasExtension("GL_EXT_texture_sRGB") || pContext->hasExtension("GL_EXT_texture_compression_s3tc_srgb"));
 
 	m_pModelProgram = std::make_unique<Program_t>();
+	m_pModelBufferProgram = std::make_unique<Program_t>();
 	m_pLineProgram = std::make_unique<Program_t>();
 	m_pColorProgram = std::make_unique<Program_t>();
 	m_pScreenProgram = std::make_unique<Program_t>();
-	if (!BuildProgram(*m_pModelProgram, g_pszModelVertexShader, nullptr, g_pszModelFragmentShader, "model", pError) ||
+	const std::string modelVertex = SceneShader_ModelVertexSource(false);
+	const std::string modelBufferVertex = SceneShader_ModelVertexSource(true);
+	if (!BuildProgram(*m_pModelProgram, modelVertex.c_str(), nullptr, g_pszModelFragmentShader, "model", pError) ||
+		!BuildProgram(*m_pModelBufferProgram, modelBufferVertex.c_str(), nullptr, g_pszModelFragmentShader, "large skeleton model", pError) ||
 		!BuildProgram(*m_pLineProgram, g_pszColorVertexShader, g_pszLineGeometryShader, g_pszLineFragmentShader, "line", pError) ||
 		!BuildProgram(*m_pColorProgram, g_pszColorVertexShader, nullptr, g_pszColorFragmentShader, "colour", pError) ||
 		!BuildProgram(*m_pScreenProgram, g_pszScreenVertexShader, nullptr, g_pszScreenFragmentShader, "screen", pError))
@@ -290,12 +332,23 @@ bool CToolSceneRenderer::Init(CUtlString *pError)
 	gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
 	gl->glBindTexture(GL_TEXTURE_2D, 0);
 
-	// The samplers' units never change.
-	gl->glUseProgram(m_pModelProgram->m_nProgram);
-	gl->glUniform1i(UNIFORM(*m_pModelProgram, "uColorTexture"), UNIT_COLOR);
-	gl->glUniform1i(UNIFORM(*m_pModelProgram, "uNormalTexture"), UNIT_NORMAL);
-	gl->glUniform1i(UNIFORM(*m_pModelProgram, "uTranslucencyTexture"), UNIT_TRANSLUCENCY);
-	gl->glUniform1i(UNIFORM(*m_pModelProgram, "uBones"), UNIT_BONES);
+	// The samplers' units and the bone block's binding never change.
+	for (Program_t *pProgram : { m_pModelProgram.get(), m_pModelBufferProgram.get() })
+	{
+		gl->glUseProgram(pProgram->m_nProgram);
+		gl->glUniform1i(UNIFORM(*pProgram, "uColorTexture"), UNIT_COLOR);
+		gl->glUniform1i(UNIFORM(*pProgram, "uNormalTexture"), UNIT_NORMAL);
+		gl->glUniform1i(UNIFORM(*pProgram, "uTranslucencyTexture"), UNIT_TRANSLUCENCY);
+		gl->glUniform1i(UNIFORM(*pProgram, "uBones"), UNIT_BONES);
+		const GLuint block = gl->glGetUniformBlockIndex(pProgram->m_nProgram, "SceneBones");
+		if (block != GL_INVALID_INDEX)
+			gl->glUniformBlockBinding(pProgram->m_nProgram, block, BONE_BLOCK_BINDING);
+	}
+	// Unskinned draws still have a block behind the binding.
+	gl->glGenBuffers(1, &m_nIdentityBones);
+	gl->glBindBuffer(GL_UNIFORM_BUFFER, m_nIdentityBones);
+	gl->glBufferData(GL_UNIFORM_BUFFER, SCENE_UNIFORM_BONES * 48, nullptr, GL_STATIC_DRAW);
+	gl->glBindBuffer(GL_UNIFORM_BUFFER, 0);
 	gl->glUseProgram(m_pScreenProgram->m_nProgram);
 	gl->glUniform1i(UNIFORM(*m_pScreenProgram, "uColorTexture"), UNIT_COLOR);
 	gl->glUniform1i(UNIFORM(*m_pScreenProgram, "uTranslucencyTexture"), UNIT_TRANSLUCENCY);
@@ -308,29 +361,12 @@ void CToolSceneRenderer::Shutdown()
 	QOpenGLFunctions_3_3_Core *gl = m_pGL;
 	if (!gl)
 		return;
-	for (auto &entry : m_Models)
-	{
-		for (GpuMesh_t &mesh : entry.second->m_Meshes)
-		{
-			gl->glDeleteVertexArrays(1, &mesh.m_nVAO);
-			gl->glDeleteBuffers(1, &mesh.m_nVBO);
-			gl->glDeleteBuffers(1, &mesh.m_nIBO);
-		}
-	}
-	m_Models.clear();
-	for (auto &entry : m_Textures)
-		gl->glDeleteTextures(1, &entry.second->m_nTexture);
-	m_Textures.clear();
-	for (auto &entry : m_Nodes)
-	{
-		gl->glDeleteTextures(1, &entry.second->m_nTexture);
-		gl->glDeleteBuffers(1, &entry.second->m_nBuffer);
-	}
-	m_Nodes.clear();
-	for (auto &entry : m_Bitmaps)
-		gl->glDeleteTextures(1, &entry.second->m_nTexture);
-	m_Bitmaps.clear();
-	for (std::unique_ptr<Program_t> *pProgram : { &m_pModelProgram, &m_pLineProgram, &m_pColorProgram, &m_pScreenProgram })
+	auto all = [](const auto &) { return true; };
+	FreeWhere(gl, m_Models, all);
+	FreeWhere(gl, m_Textures, all);
+	FreeWhere(gl, m_Nodes, all);
+	FreeWhere(gl, m_Bitmaps, all);
+	for (std::unique_ptr<Program_t> *pProgram : { &m_pModelProgram, &m_pModelBufferProgram, &m_pLineProgram, &m_pColorProgram, &m_pScreenProgram })
 	{
 		if (*pProgram && (*pProgram)->m_nProgram)
 			gl->glDeleteProgram((*pProgram)->m_nProgram);
@@ -341,6 +377,8 @@ void CToolSceneRenderer::Shutdown()
 	gl->glDeleteVertexArrays(2, arrays);
 	gl->glDeleteBuffers(2, buffers);
 	gl->glDeleteTextures(1, &m_nWhiteTexture);
+	gl->glDeleteBuffers(1, &m_nIdentityBones);
+	m_nIdentityBones = 0;
 	if (m_nLayerFramebuffer)
 		gl->glDeleteFramebuffers(1, &m_nLayerFramebuffer);
 	if (m_nLayerTexture)
@@ -358,10 +396,7 @@ void CToolSceneRenderer::SetForceTextureDecode(bool bForce)
 	m_bForceDecode = bForce;
 	// Textures already up keep their old form otherwise.
 	if (m_pGL)
-	{
-		for (auto &entry : m_Textures)
-			m_pGL->glDeleteTextures(1, &entry.second->m_nTexture);
-	}
+		FreeWhere(m_pGL, m_Textures, [](const GpuTexture_t &) { return true; });
 	m_Textures.clear();
 }
 
@@ -550,9 +585,10 @@ GLuint CToolSceneRenderer::GetTexture(const CToolSceneTexture *pTexture)
 	return name;
 }
 
-GLuint CToolSceneRenderer::UploadBones(const CToolSceneModelNode &node)
+GLuint CToolSceneRenderer::UploadBones(const CToolSceneModelNode &node, bool &bBufferBones)
 {
 	const std::vector<SceneMatrix_t> &skinning = node.GetSkinningMatrices();
+	bBufferBones = skinning.size() > SCENE_UNIFORM_BONES;
 	if (skinning.empty())
 		return 0;
 	QOpenGLFunctions_3_3_Core *gl = m_pGL;
@@ -561,11 +597,15 @@ GLuint CToolSceneRenderer::UploadBones(const CToolSceneModelNode &node)
 	{
 		pGpu = std::make_unique<GpuNode_t>();
 		gl->glGenBuffers(1, &pGpu->m_nBuffer);
-		gl->glGenTextures(1, &pGpu->m_nTexture);
+	}
+	if (bBufferBones && !pGpu->m_nTexture)
+	{
 		gl->glBindBuffer(GL_TEXTURE_BUFFER, pGpu->m_nBuffer);
 		gl->glBufferData(GL_TEXTURE_BUFFER, 48, nullptr, GL_STREAM_DRAW);
+		gl->glGenTextures(1, &pGpu->m_nTexture);
 		gl->glBindTexture(GL_TEXTURE_BUFFER, pGpu->m_nTexture);
 		gl->glTexBuffer(GL_TEXTURE_BUFFER, GL_RGBA32F, pGpu->m_nBuffer);
+		gl->glBindTexture(GL_TEXTURE_BUFFER, 0);
 	}
 	pGpu->m_nLastFrame = m_nFrame;
 	m_BoneScratch.resize(skinning.size() * 12);
@@ -577,17 +617,22 @@ GLuint CToolSceneRenderer::UploadBones(const CToolSceneModelNode &node)
 				m_BoneScratch[b * 12 + (size_t)r * 4 + (size_t)c] = skinning[b].m[r][c];
 		}
 	}
-	gl->glBindBuffer(GL_TEXTURE_BUFFER, pGpu->m_nBuffer);
-	gl->glBufferData(GL_TEXTURE_BUFFER, (GLsizeiptr)(m_BoneScratch.size() * sizeof(float)), m_BoneScratch.data(), GL_STREAM_DRAW);
-	gl->glBindBuffer(GL_TEXTURE_BUFFER, 0);
+	const GLenum target = bBufferBones ? GL_TEXTURE_BUFFER : GL_UNIFORM_BUFFER;
+	gl->glBindBuffer(target, pGpu->m_nBuffer);
+	// The uniform block is always read whole: it gets its full size.
+	const size_t bytes = m_BoneScratch.size() * sizeof(float);
+	const size_t size = bBufferBones ? bytes : (size_t)SCENE_UNIFORM_BONES * 48;
+	gl->glBufferData(target, (GLsizeiptr)size, nullptr, GL_STREAM_DRAW);
+	gl->glBufferSubData(target, 0, (GLsizeiptr)bytes, m_BoneScratch.data());
+	gl->glBindBuffer(target, 0);
 	++m_Stats.m_nSkinnedNodes;
-	return pGpu->m_nTexture;
+	return bBufferBones ? pGpu->m_nTexture : pGpu->m_nBuffer;
 }
 
-void CToolSceneRenderer::SetLightUniforms(const CToolScene &scene, const CToolSceneCamera &camera, float flAspect)
+void CToolSceneRenderer::SetLightUniforms(Program_t &program, const CToolScene &scene, const CToolSceneCamera &camera, float flAspect)
 {
 	QOpenGLFunctions_3_3_Core *gl = m_pGL;
-	Program_t &program = *m_pModelProgram;
+	gl->glUseProgram(program.m_nProgram);
 	const CToolSceneGlobalLight &light = scene.GetLight();
 	float viewProjection[16];
 	ToColumnMajor(camera.GetViewProjectionMatrix(flAspect), viewProjection);
@@ -651,17 +696,33 @@ void CToolSceneRenderer::BindMaterial(const CToolSceneMaterial *pMaterial, int n
 void CToolSceneRenderer::DrawItem(const DrawItem_t &item)
 {
 	QOpenGLFunctions_3_3_Core *gl = m_pGL;
-	Program_t &program = *m_pModelProgram;
+	Program_t &program = item.m_bBufferBones ? *m_pModelBufferProgram : *m_pModelProgram;
+	if (m_pCurrentModelProgram != &program)
+	{
+		gl->glUseProgram(program.m_nProgram);
+		m_pCurrentModelProgram = &program;
+	}
 	const int flags = MaterialFlags(item.m_pMaterial, item.m_pMesh->m_bTangents);
 	BindMaterial(item.m_pMaterial, flags, UNIFORM(program, "uColor"));
 	gl->glUniform1i(UNIFORM(program, "uFlags"), flags);
 	gl->glUniform4f(UNIFORM(program, "uTint"), item.m_vTint.x, item.m_vTint.y, item.m_vTint.z, item.m_vTint.w);
 	gl->glUniformMatrix4fv(UNIFORM(program, "uModel"), 1, GL_FALSE, item.m_Model);
 	gl->glUniformMatrix3fv(UNIFORM(program, "uNormalMatrix"), 1, GL_FALSE, item.m_Normal);
+	// Faces wound clockwise on screen are backs (counter-clockwise is the front, as the compiled
+	// meshes keep their sources' winding); a two-sided material shows both.
+	if (item.m_pMaterial && item.m_pMaterial->IsTwoSided())
+		gl->glDisable(GL_CULL_FACE);
+	else
+		gl->glEnable(GL_CULL_FACE);
 	const bool bSkinned = item.m_pMesh->m_bSkinned && item.m_nBones;
 	gl->glUniform1i(UNIFORM(program, "uSkinned"), bSkinned ? 1 : 0);
-	gl->glActiveTexture(GL_TEXTURE0 + UNIT_BONES);
-	gl->glBindTexture(GL_TEXTURE_BUFFER, bSkinned ? item.m_nBones : 0);
+	if (item.m_bBufferBones)
+	{
+		gl->glActiveTexture(GL_TEXTURE0 + UNIT_BONES);
+		gl->glBindTexture(GL_TEXTURE_BUFFER, bSkinned ? item.m_nBones : 0);
+	}
+	else
+		gl->glBindBufferBase(GL_UNIFORM_BUFFER, BONE_BLOCK_BINDING, bSkinned ? item.m_nBones : m_nIdentityBones);
 	gl->glBindVertexArray(item.m_pMesh->m_nVAO);
 	gl->glDrawElements(GL_TRIANGLES, (GLsizei)item.m_nIndexCount, item.m_pMesh->m_eIndexType,
 		(const void *)((size_t)item.m_nFirstIndex * item.m_pMesh->m_nIndexSize));
@@ -1062,53 +1123,11 @@ void CToolSceneRenderer::DrawScreenNodes(const CToolScene &scene, const CToolSce
 void CToolSceneRenderer::PurgeUnused()
 {
 	QOpenGLFunctions_3_3_Core *gl = m_pGL;
-	auto stale = [this](uint64 last) { return m_nFrame > last + PURGE_AFTER_FRAMES; };
-	for (auto it = m_Models.begin(); it != m_Models.end();)
-	{
-		if (!stale(it->second->m_nLastFrame))
-		{
-			++it;
-			continue;
-		}
-		for (GpuMesh_t &mesh : it->second->m_Meshes)
-		{
-			gl->glDeleteVertexArrays(1, &mesh.m_nVAO);
-			gl->glDeleteBuffers(1, &mesh.m_nVBO);
-			gl->glDeleteBuffers(1, &mesh.m_nIBO);
-		}
-		it = m_Models.erase(it);
-	}
-	for (auto it = m_Textures.begin(); it != m_Textures.end();)
-	{
-		if (!stale(it->second->m_nLastFrame))
-		{
-			++it;
-			continue;
-		}
-		gl->glDeleteTextures(1, &it->second->m_nTexture);
-		it = m_Textures.erase(it);
-	}
-	for (auto it = m_Nodes.begin(); it != m_Nodes.end();)
-	{
-		if (!stale(it->second->m_nLastFrame))
-		{
-			++it;
-			continue;
-		}
-		gl->glDeleteTextures(1, &it->second->m_nTexture);
-		gl->glDeleteBuffers(1, &it->second->m_nBuffer);
-		it = m_Nodes.erase(it);
-	}
-	for (auto it = m_Bitmaps.begin(); it != m_Bitmaps.end();)
-	{
-		if (!stale(it->second->m_nLastFrame))
-		{
-			++it;
-			continue;
-		}
-		gl->glDeleteTextures(1, &it->second->m_nTexture);
-		it = m_Bitmaps.erase(it);
-	}
+	auto stale = [this](const auto &gpu) { return m_nFrame > gpu.m_nLastFrame + PURGE_AFTER_FRAMES; };
+	FreeWhere(gl, m_Models, stale);
+	FreeWhere(gl, m_Textures, stale);
+	FreeWhere(gl, m_Nodes, stale);
+	FreeWhere(gl, m_Bitmaps, stale);
 }
 
 void CToolSceneRenderer::Render(const CToolScene &scene, const CToolSceneCamera &camera, int nWidth, int nHeight, uint nFramebuffer)
@@ -1144,9 +1163,14 @@ void CToolSceneRenderer::Render(const CToolScene &scene, const CToolSceneCamera 
 	if (scene.IsGroundEnabled())
 		DrawGround(scene);
 
-	// Opaque draw calls now, translucent ones collected for later.
-	gl->glUseProgram(m_pModelProgram->m_nProgram);
-	SetLightUniforms(scene, camera, aspect);
+	// Opaque draw calls nearest first (hidden pixels then fail the depth test before they are
+	// shaded), translucent ones farthest first after everything opaque.
+	SetLightUniforms(*m_pModelBufferProgram, scene, camera, aspect);
+	SetLightUniforms(*m_pModelProgram, scene, camera, aspect);
+	m_pCurrentModelProgram = m_pModelProgram.get();
+	gl->glCullFace(GL_BACK);
+	gl->glFrontFace(GL_CCW);
+	m_Opaque.clear();
 	m_Translucent.clear();
 	const Vector eye = camera.GetPosition();
 	for (int n = 0; n < scene.GetNodeCount(); ++n)
@@ -1160,12 +1184,14 @@ void CToolSceneRenderer::Render(const CToolScene &scene, const CToolSceneCamera 
 			continue;
 		const CCompiledModel &data = pModel->GetData();
 		GpuModel_t *pGpu = GetModel(*pModel);
-		const GLuint bones = data.m_Bones.empty() ? 0 : UploadBones(*pModelNode);
+		bool bBufferBones = false;
+		const GLuint bones = data.m_Bones.empty() ? 0 : UploadBones(*pModelNode, bBufferBones);
 		const SceneMatrix_t world = pModelNode->GetWorldTransform();
 		DrawItem_t item;
 		ToColumnMajor(world, item.m_Model);
 		NormalMatrix(world, item.m_Normal);
 		item.m_nBones = bones;
+		item.m_bBufferBones = bBufferBones;
 		item.m_vTint = pModelNode->GetTint();
 		item.m_flDepth = SceneLength(world.GetTranslation() - eye);
 		for (size_t m = 0; m < data.m_Meshes.size(); ++m)
@@ -1181,10 +1207,14 @@ void CToolSceneRenderer::Render(const CToolScene &scene, const CToolSceneCamera 
 				if (item.m_pMaterial && (item.m_pMaterial->IsTranslucent() || item.m_pMaterial->IsAdditive()))
 					m_Translucent.push_back(item);
 				else
-					DrawItem(item);
+					m_Opaque.push_back(item);
 			}
 		}
 	}
+	std::stable_sort(m_Opaque.begin(), m_Opaque.end(), [](const DrawItem_t &a, const DrawItem_t &b) { return a.m_flDepth < b.m_flDepth; });
+	for (const DrawItem_t &item : m_Opaque)
+		DrawItem(item);
+	gl->glDisable(GL_CULL_FACE);
 
 	CollectLines(scene, camera, nWidth);
 	gl->glDepthMask(GL_FALSE);
@@ -1197,6 +1227,7 @@ void CToolSceneRenderer::Render(const CToolScene &scene, const CToolSceneCamera 
 		std::stable_sort(m_Translucent.begin(), m_Translucent.end(),
 			[](const DrawItem_t &a, const DrawItem_t &b) { return a.m_flDepth > b.m_flDepth; });
 		gl->glUseProgram(m_pModelProgram->m_nProgram);
+		m_pCurrentModelProgram = m_pModelProgram.get();
 		gl->glEnable(GL_BLEND);
 		gl->glDepthMask(GL_FALSE);
 		for (const DrawItem_t &item : m_Translucent)
@@ -1209,6 +1240,7 @@ void CToolSceneRenderer::Render(const CToolScene &scene, const CToolSceneCamera 
 		}
 		gl->glDepthMask(GL_TRUE);
 		gl->glDisable(GL_BLEND);
+		gl->glDisable(GL_CULL_FACE);
 	}
 
 	gl->glDisable(GL_DEPTH_TEST);

@@ -73,8 +73,10 @@ private:
 		CUtlString *pError);
 	GpuModel_t *GetModel(const CToolSceneModel &model);
 	uint GetTexture(const CToolSceneTexture *pTexture);
-	uint UploadBones(const CToolSceneModelNode &node);
-	void SetLightUniforms(const CToolScene &scene, const CToolSceneCamera &camera, float flAspect);
+	// The node's skinning matrices for this frame: a uniform buffer, or with `bBufferBones` (a
+	// skeleton larger than the uniform block) a texture buffer.
+	uint UploadBones(const CToolSceneModelNode &node, bool &bBufferBones);
+	void SetLightUniforms(Program_t &program, const CToolScene &scene, const CToolSceneCamera &camera, float flAspect);
 	int MaterialFlags(const CToolSceneMaterial *pMaterial, bool bHasTangents);
 	void BindMaterial(const CToolSceneMaterial *pMaterial, int nFlags, int nColorUniform);
 	void DrawItem(const DrawItem_t &item);
@@ -95,7 +97,9 @@ private:
 	bool m_bS3TC = false;
 	bool m_bS3TCSRGB = false;
 	bool m_bForceDecode = false;
-	std::unique_ptr<Program_t> m_pModelProgram;
+	std::unique_ptr<Program_t> m_pModelProgram;		  // bones in a uniform block
+	std::unique_ptr<Program_t> m_pModelBufferProgram; // bones in a texture buffer
+	Program_t *m_pCurrentModelProgram = nullptr;
 	std::unique_ptr<Program_t> m_pLineProgram;
 	std::unique_ptr<Program_t> m_pColorProgram;
 	std::unique_ptr<Program_t> m_pScreenProgram;
@@ -104,6 +108,7 @@ private:
 	uint m_nScreenVAO = 0;
 	uint m_nScreenVBO = 0;
 	uint m_nWhiteTexture = 0;
+	uint m_nIdentityBones = 0;
 	uint m_nLayerFramebuffer = 0;
 	uint m_nLayerTexture = 0;
 	int m_nLayerWidth = 0;
@@ -120,6 +125,7 @@ private:
 	int m_nHeight = 0;
 	uint m_nFramebuffer = 0;
 	SceneMatrix_t m_ViewProjection;
+	std::vector<DrawItem_t> m_Opaque;
 	std::vector<DrawItem_t> m_Translucent;
 	std::vector<LineBatch_t> m_LineBatches;
 	std::vector<float> m_BoneScratch;

@@ -88,68 +88,57 @@ uint64 CToolSceneResources::FileStamp(const CUtlString &path)
 	return (nanoseconds * 1099511628211ull) ^ (uint64)info.st_size ^ ((uint64)info.st_ino << 32);
 }
 
-std::shared_ptr<const CToolSceneModel> CToolSceneResources::LoadModel(const char *pszPath, CUtlString *pError)
+template<typename T, typename Load>
+std::shared_ptr<const T> CToolSceneResources::LoadThroughCache(std::unordered_map<CUtlString, CacheEntry_t<T>> &cache, const char *pszPath,
+	const char *pszKind, CUtlString *pError, Load load)
 {
 	if (!pszPath || !*pszPath)
 	{
 		if (pError)
-			*pError = "no model named";
+			*pError = V_Format("no %s named", pszKind);
 		return nullptr;
 	}
 	const CUtlString file = ResolvePath(pszPath);
 	const uint64 stamp = FileStamp(file);
-	CacheEntry_t<CToolSceneModel> &entry = m_Models[file];
-	if (std::shared_ptr<const CToolSceneModel> pCached = entry.m_pAsset.lock(); pCached && entry.m_nStamp == stamp)
-		return pCached;
-
-	auto pModel = std::make_shared<CToolSceneModel>();
-	CUtlString error;
-	if (!LoadCompiledModel(file.c_str(), pModel->m_Data, &error))
+	if (auto it = cache.find(file); it != cache.end())
 	{
-		m_Models.erase(file);
-		Log_Warning(LOG_TOOLSCENE, "Cannot load model '%s': %s\n", pszPath, error.c_str());
+		if (std::shared_ptr<const T> pCached = it->second.m_pAsset.lock(); pCached && it->second.m_nStamp == stamp)
+			return pCached;
+	}
+	auto pAsset = std::make_shared<T>();
+	CUtlString error;
+	if (!load(file.c_str(), *pAsset, &error))
+	{
+		cache.erase(file);
+		Log_Warning(LOG_TOOLSCENE, "Cannot load %s '%s': %s\n", pszKind, pszPath, error.c_str());
 		if (pError)
 			*pError = error;
 		return nullptr;
 	}
-	pModel->m_Path = pszPath;
-	pModel->m_nSerial = s_nNextSerial.fetch_add(1);
-	for (const CUtlString &material : pModel->m_Data.m_Materials)
-		pModel->m_Materials.push_back(LoadMaterial(material.c_str()));
-	entry.m_pAsset = pModel;
+	pAsset->m_Path = pszPath;
+	pAsset->m_nSerial = s_nNextSerial.fetch_add(1);
+	CacheEntry_t<T> &entry = cache[file];
+	entry.m_pAsset = pAsset;
 	entry.m_nStamp = stamp;
-	return pModel;
+	return pAsset;
+}
+
+std::shared_ptr<const CToolSceneModel> CToolSceneResources::LoadModel(const char *pszPath, CUtlString *pError)
+{
+	return LoadThroughCache(m_Models, pszPath, "model", pError, [this](const char *pszFile, CToolSceneModel &model, CUtlString *pLoadError) {
+		if (!LoadCompiledModel(pszFile, model.m_Data, pLoadError))
+			return false;
+		for (const CUtlString &material : model.m_Data.m_Materials)
+			model.m_Materials.push_back(LoadMaterial(material.c_str()));
+		return true;
+	});
 }
 
 std::shared_ptr<const CToolSceneTexture> CToolSceneResources::LoadTexture(const char *pszPath, CUtlString *pError)
 {
-	if (!pszPath || !*pszPath)
-	{
-		if (pError)
-			*pError = "no texture named";
-		return nullptr;
-	}
-	const CUtlString file = ResolvePath(pszPath);
-	const uint64 stamp = FileStamp(file);
-	CacheEntry_t<CToolSceneTexture> &entry = m_Textures[file];
-	if (std::shared_ptr<const CToolSceneTexture> pCached = entry.m_pAsset.lock(); pCached && entry.m_nStamp == stamp)
-		return pCached;
-
-	auto pTexture = std::make_shared<CToolSceneTexture>();
-	CUtlString error;
-	if (!LoadCompiledTexture(file.c_str(), pTexture->m_Data, &error))
-	{
-		m_Textures.erase(file);
-		Log_Warning(LOG_TOOLSCENE, "Cannot load texture '%s': %s\n", pszPath, error.c_str());
-		if (pError)
-			*pError = error;
-		return nullptr;
-	}
-	pTexture->m_Path = pszPath;
-	pTexture->m_nSerial = s_nNextSerial.fetch_add(1);
-	entry.m_pAsset = pTexture;
-	entry.m_nStamp = stamp;
-	return pTexture;
+	return LoadThroughCache(m_Textures, pszPath, "texture", pError, [](const char *pszFile, CToolSceneTexture &texture, CUtlString *pLoadError) {
+		return LoadCompiledTexture(pszFile, texture.m_Data, pLoadError);
+	});
 }
 
 CToolSceneMaterialRef CToolSceneResources::LoadMaterial(const char *pszPath, CUtlString *pError)

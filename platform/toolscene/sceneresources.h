@@ -190,6 +190,10 @@ private:
 		std::weak_ptr<const T> m_pAsset;
 		uint64 m_nStamp = 0;
 	};
+	// The asset of a file from the cache while the file is unchanged, otherwise read by `load`.
+	template<typename T, typename Load>
+	std::shared_ptr<const T> LoadThroughCache(std::unordered_map<CUtlString, CacheEntry_t<T>> &cache, const char *pszPath, const char *pszKind,
+		CUtlString *pError, Load load);
 	// Time and size of a file, folded into one number (0 when it does not exist).
 	static uint64 FileStamp(const CUtlString &path);
 	// Drops materials that only the cache holds.

@@ -1,5 +1,7 @@
 #include "toolscene/sceneshaders.h"
 
+#include <string>
+
 // The colour helpers both fragment shaders share. The YCoCg decode is the inverse of the
 // imaging module's "ConvertToYCoCg": chroma in red and green offset by 128 and scaled per
 // block, the scale in blue as (scale - 1) * 8, luma in alpha.
@@ -18,7 +20,10 @@
 	"vec3 LinearToSRGB(vec3 c)\n" \
 	"{\n" \
 	"	c = clamp(c, 0.0, 1.0);\n" \
-	"	return mix(c * 12.92, 1.055 * pow(c, vec3(1.0 / 2.4)) - 0.055, step(vec3(0.0031308), c));\n" \
+	"	vec3 s1 = sqrt(c);\n" \
+	"	vec3 s2 = sqrt(s1);\n" \
+	"	vec3 s3 = sqrt(s2);\n" \
+	"	return clamp(0.662002687 * s1 + 0.684122060 * s2 - 0.323583601 * s3 - 0.0225411470 * c, 0.0, 1.0);\n" \
 	"}\n" \
 	"vec3 YCoCgToRGB(vec4 texel)\n" \
 	"{\n" \
@@ -38,7 +43,9 @@
 	"	return texel;\n" \
 	"}\n"
 
-const char *const g_pszModelVertexShader = R"(#version 330 core
+// The bones come from a uniform block when the skeleton fits one, otherwise from a texture
+// buffer; the source is completed by SceneShader_ModelVertexSource.
+static const char *const s_pszModelVertexBody = R"(
 layout(location = 0) in vec3 aPosition;
 layout(location = 1) in vec3 aNormal;
 layout(location = 2) in vec4 aTangent;
@@ -50,7 +57,22 @@ uniform mat4 uViewProjection;
 uniform mat4 uModel;
 uniform mat3 uNormalMatrix;
 uniform int uSkinned;
+#ifdef BONES_IN_BUFFER_TEXTURE
 uniform samplerBuffer uBones;
+vec4 BoneRow(int i)
+{
+	return texelFetch(uBones, i);
+}
+#else
+layout(std140) uniform SceneBones
+{
+	vec4 uBoneRows[SCENE_UNIFORM_BONE_ROWS];
+};
+vec4 BoneRow(int i)
+{
+	return uBoneRows[i];
+}
+#endif
 
 out vec3 vWorldPosition;
 out vec3 vNormal;
@@ -70,13 +92,10 @@ void main()
 		for (int k = 0; k < 4; ++k)
 		{
 			float w = aWeights[k];
-			if (w > 0.0)
-			{
-				int b = int(aBones[k]) * 3;
-				r0 += w * texelFetch(uBones, b);
-				r1 += w * texelFetch(uBones, b + 1);
-				r2 += w * texelFetch(uBones, b + 2);
-			}
+			int b = int(aBones[k]) * 3;
+			r0 += w * BoneRow(b);
+			r1 += w * BoneRow(b + 1);
+			r2 += w * BoneRow(b + 2);
 		}
 		vec4 p = vec4(position, 1.0);
 		position = vec3(dot(r0, p), dot(r1, p), dot(r2, p));
@@ -91,6 +110,16 @@ void main()
 	gl_Position = uViewProjection * world;
 }
 )";
+
+std::string SceneShader_ModelVertexSource(bool bBonesInBufferTexture)
+{
+	std::string source = "#version 330 core\n";
+	if (bBonesInBufferTexture)
+		source += "#define BONES_IN_BUFFER_TEXTURE 1\n";
+	else
+		source += "#define SCENE_UNIFORM_BONE_ROWS " + std::to_string(SCENE_UNIFORM_BONES * 3) + "\n";
+	return source + s_pszModelVertexBody;
+}
 
 const char *const g_pszModelFragmentShader = "#version 330 core\n" SCENE_COLOR_HELPERS R"(
 in vec3 vWorldPosition;
@@ -147,9 +176,9 @@ void main()
 	vec3 ambient = uAmbientColor;
 	if (dot(uAmbientDirection, uAmbientDirection) > 0.0)
 		ambient *= 0.6 + 0.4 * dot(n, -uAmbientDirection);
-	float specular = 0.0;
-	if (diffuse > 0.0)
-		specular = pow(max(dot(n, normalize(toLight + eye)), 0.0), uSpecularPower);
+	// Schlick's rational stand-in for pow(x, n): no exp or log per pixel.
+	float highlight = max(dot(n, normalize(toLight + eye)), 0.0);
+	float specular = diffuse > 0.0 ? highlight / (uSpecularPower - uSpecularPower * highlight + highlight) : 0.0;
 	vec3 color = albedo.rgb * (uLightColor * diffuse + ambient) + uSpecularColor * specular;
 	color = mix(color, color * uTint.rgb, uTint.a);
 	oColor = vec4(LinearToSRGB(color), alpha);

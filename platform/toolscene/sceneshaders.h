@@ -1,9 +1,16 @@
 // The GLSL 3.30 core sources of the tool scene's programs (see README.md, "Shaders").
 #pragma once
 
-// Compiled models: GPU skinning from a texture buffer of bone matrices (three RGBA32F texels a
-// bone: the rows of bone-to-model times inverse bind), four weights a vertex.
-extern const char *const g_pszModelVertexShader;
+#include <string>
+
+// Skeletons of up to this many bones keep their matrices in a uniform block (12 KiB, inside
+// the 16 KiB every GL 3.3 gives); larger ones in a texture buffer.
+enum { SCENE_UNIFORM_BONES = 256 };
+
+// Compiled models: GPU skinning, four weights a vertex. Each bone is three rows of four floats
+// (bone-to-model times inverse bind), in the uniform block "SceneBones" or, with
+// `bBonesInBufferTexture`, in the RGBA32F texture buffer "uBones".
+std::string SceneShader_ModelVertexSource(bool bBonesInBufferTexture);
 // Material colour (texture or constant; YCoCg decoded), normal map, alpha test, Lambert +
 // ambient + Blinn-Phong in linear light, written as sRGB.
 extern const char *const g_pszModelFragmentShader;

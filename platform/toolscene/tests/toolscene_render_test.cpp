@@ -364,6 +364,19 @@ TEST_F(ToolSceneRender, SkinnedModelFollowsItsAnimation)
 		EXPECT_TRUE(IsClear(PixelAt(image, upX, upY)));
 		EXPECT_FALSE(IsClear(PixelAt(image, sideX, sideY)));
 	}
+	// A skeleton too large for the uniform block goes through a texture buffer: same picture.
+	ASSERT_TRUE(m_Game.WriteModel("models/strip_large.zmdl_c", TestModel_SkinnedStrip("materials/strip.zmat_c", 300)));
+	CToolSceneModelNode *pLarge = m_pScene->CreateModelNode("models/strip_large.zmdl");
+	ASSERT_EQ(pLarge->GetCompiledModel()->m_Bones.size(), 302u);
+	pNode->SetVisible(false);
+	ASSERT_TRUE(pLarge->SetSequence("bend"));
+	pLarge->SetFrame(1.0f);
+	EXPECT_LE(CountDifferentPixels(Draw(), frame1), 8);
+	pLarge->SetFrame(0.0f);
+	EXPECT_LE(CountDifferentPixels(Draw(), frame0), 8);
+	m_pScene->RemoveNode(pLarge);
+	pNode->SetVisible(true);
+
 	// The blend the other way bends the strip to the other side.
 	pNode->SetPoseParameter("lean", -1.0f);
 	const QImage mirrored = Draw();

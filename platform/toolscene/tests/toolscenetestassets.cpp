@@ -144,15 +144,22 @@ CompiledQuaternion_t TestStrip_Rotation(float degrees)
 namespace
 {
 // One frame of the strip's two bones: the root at rest, "upper" at (0, 0, 50) turned about x.
-void AddStripFrame(CompiledSequence_t &seq, float degrees, bool bDelta)
+void AddStripFrame(CompiledSequence_t &seq, float degrees, bool bDelta, int nExtraBones)
 {
 	seq.m_Translations.push_back(Vector());
 	seq.m_Rotations.push_back(CompiledQuaternion_t());
 	seq.m_Translations.push_back(bDelta ? Vector() : Vector(0, 0, 50));
 	seq.m_Rotations.push_back(TestStrip_Rotation(degrees));
+	for (int b = 0; b < nExtraBones; ++b)
+	{
+		seq.m_Translations.push_back(bDelta ? Vector() : Vector(0, 0, (float)b));
+		seq.m_Rotations.push_back(CompiledQuaternion_t());
+	}
 	++seq.m_nFrameCount;
-	seq.m_nBoneCount = 2;
+	seq.m_nBoneCount = (uint32)(2 + nExtraBones);
 }
+
+int s_nExtraBones = 0;
 
 CompiledSequence_t StripSequence(const char *pszName, std::initializer_list<float> frames, bool bLooping = false, bool bDelta = false)
 {
@@ -162,13 +169,14 @@ CompiledSequence_t StripSequence(const char *pszName, std::initializer_list<floa
 	seq.m_bLooping = bLooping;
 	seq.m_bDelta = bDelta;
 	for (float degrees : frames)
-		AddStripFrame(seq, degrees, bDelta);
+		AddStripFrame(seq, degrees, bDelta, s_nExtraBones);
 	return seq;
 }
 } // namespace
 
-CCompiledModel TestModel_SkinnedStrip(const char *pszMaterial)
+CCompiledModel TestModel_SkinnedStrip(const char *pszMaterial, int nExtraBones)
 {
+	s_nExtraBones = nExtraBones;
 	CCompiledModel model;
 	model.m_Materials = { pszMaterial };
 	model.m_MaterialGroups = { { "default", {} } };
@@ -183,6 +191,15 @@ CCompiledModel TestModel_SkinnedStrip(const char *pszMaterial)
 	upper.m_vPosition = Vector(0, 0, 50);
 	upper.m_InverseBind.m[2][3] = -50.0f;
 	model.m_Bones.push_back(upper);
+	for (int b = 0; b < nExtraBones; ++b)
+	{
+		CompiledBone_t extra;
+		extra.m_Name = "extra_" + std::to_string(b);
+		extra.m_nParent = 0;
+		extra.m_vPosition = Vector(0, 0, (float)b);
+		extra.m_InverseBind.m[2][3] = -(float)b;
+		model.m_Bones.push_back(extra);
+	}
 
 	CompiledMesh_t mesh;
 	mesh.m_Name = "strip";

@@ -39,8 +39,9 @@ CCompiledModel TestModel_Quad(const char *pszMaterial, float size = 100.0f);
 //   "pose_left", "pose_center", "pose_right"  plain single poses: -90, 0, +90 degrees
 //   "lean_blend"    a blend over the pose parameter "lean" (-1 to 1) of the three poses
 //   "wave"          plain, 5 frames looping, "upper" turning 0, 30, 60, 30, 0 degrees
-// Attachment "tip" on "upper" at (0, 0, 50) from it.
-CCompiledModel TestModel_SkinnedStrip(const char *pszMaterial);
+// Attachment "tip" on "upper" at (0, 0, 50) from it. `nExtraBones` more bones that no vertex
+// uses follow "upper" in the skeleton (for skeletons larger than a uniform block).
+CCompiledModel TestModel_SkinnedStrip(const char *pszMaterial, int nExtraBones = 0);
 // The rotation of "upper" in a pose of the strip (degrees about x).
 CompiledQuaternion_t TestStrip_Rotation(float degrees);
 
