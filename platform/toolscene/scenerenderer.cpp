@@ -118,6 +118,7 @@ struct CToolSceneRenderer::GpuNode_t
 {
 	GLuint m_nBuffer = 0;  // the bone rows: a uniform buffer, or the storage of the texture
 	GLuint m_nTexture = 0; // the texture buffer over it (large skeletons only)
+	size_t m_nCapacity = 0;
 	uint64 m_nLastFrame = 0;
 	void Free(QOpenGLFunctions_3_3_Core *gl)
 	{
@@ -601,7 +602,8 @@ GLuint CToolSceneRenderer::UploadBones(const CToolSceneModelNode &node, bool &bB
 	if (bBufferBones && !pGpu->m_nTexture)
 	{
 		gl->glBindBuffer(GL_TEXTURE_BUFFER, pGpu->m_nBuffer);
-		gl->glBufferData(GL_TEXTURE_BUFFER, 48, nullptr, GL_STREAM_DRAW);
+		gl->glBufferData(GL_TEXTURE_BUFFER, 48, nullptr, GL_DYNAMIC_DRAW);
+		pGpu->m_nCapacity = 48;
 		gl->glGenTextures(1, &pGpu->m_nTexture);
 		gl->glBindTexture(GL_TEXTURE_BUFFER, pGpu->m_nTexture);
 		gl->glTexBuffer(GL_TEXTURE_BUFFER, GL_RGBA32F, pGpu->m_nBuffer);
@@ -619,10 +621,16 @@ GLuint CToolSceneRenderer::UploadBones(const CToolSceneModelNode &node, bool &bB
 	}
 	const GLenum target = bBufferBones ? GL_TEXTURE_BUFFER : GL_UNIFORM_BUFFER;
 	gl->glBindBuffer(target, pGpu->m_nBuffer);
-	// The uniform block is always read whole: it gets its full size.
+	// The storage is made once (the uniform block is read whole, so it gets its full size) and
+	// written in place each frame: the previous frame has been drawn by then, and a new
+	// allocation a frame costs a software GL more than the copy.
 	const size_t bytes = m_BoneScratch.size() * sizeof(float);
 	const size_t size = bBufferBones ? bytes : (size_t)SCENE_UNIFORM_BONES * 48;
-	gl->glBufferData(target, (GLsizeiptr)size, nullptr, GL_STREAM_DRAW);
+	if (pGpu->m_nCapacity < size)
+	{
+		gl->glBufferData(target, (GLsizeiptr)size, nullptr, GL_DYNAMIC_DRAW);
+		pGpu->m_nCapacity = size;
+	}
 	gl->glBufferSubData(target, 0, (GLsizeiptr)bytes, m_BoneScratch.data());
 	gl->glBindBuffer(target, 0);
 	++m_Stats.m_nSkinnedNodes;

@@ -3,9 +3,10 @@
 // context on first use and frees them when their assets or nodes are gone. Every call runs
 // with the context current.
 //
-// Order of a frame: clear; ground; opaque model draw calls; grid, frustums, lines and
-// selection bounds; triangle tints; translucent draw calls back to front; lines drawn on top;
-// gizmos; then the screen layers and bitmap overlays in the order of the scene's nodes.
+// Order of a frame: clear; ground; opaque model draw calls, nearest node first (back faces
+// culled unless the material is two-sided); grid, frustums, lines and selection bounds;
+// triangle tints; translucent draw calls back to front; lines drawn on top; gizmos; then the
+// screen layers and bitmap overlays in the order of the scene's nodes.
 #pragma once
 
 #include <memory>

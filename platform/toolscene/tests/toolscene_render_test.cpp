@@ -622,3 +622,49 @@ TEST_F(ToolSceneRender, SizesAndRefusals)
 	EXPECT_EQ(rgba.Pixel(0, 0)[0], CLEAR.r);
 	EXPECT_EQ(rgba.Pixel(0, 0)[3], 255);
 }
+
+TEST_F(ToolSceneRender, NormalMapsAndTranslucentMaterials)
+{
+	// A normal map that turns the surface towards its tangent (+y here) takes it out of a light
+	// that shines straight at the flat face.
+	CToolSceneGlobalLight light;
+	light.m_Angles = QAngle(0.0f, 180.0f, 0.0f);
+	light.m_vColor = Vector(1, 1, 1);
+	light.m_vAmbientColor = Vector();
+	light.m_vSpecularColor = Vector();
+	m_pScene->SetGlobalLight(&light);
+	ASSERT_TRUE(m_Game.WriteTexture("materials/white_png.ztex_c", TestTexture_Solid(230, 230, 230, 255, COMPILED_TEXTURE_BC1)));
+	ASSERT_TRUE(m_Game.WriteTexture("materials/flat_normal_png.ztex_c", TestTexture_Solid(128, 128, 255, 255, COMPILED_TEXTURE_BC1, 16, false)));
+	ASSERT_TRUE(m_Game.WriteTexture("materials/tilted_normal_png.ztex_c", TestTexture_Solid(255, 128, 128, 255, COMPILED_TEXTURE_BC1, 16, false)));
+	for (const char *pszNormal : { "flat", "tilted" })
+	{
+		CCompiledMaterial material = TestMaterial("materials/white_png.ztex_c");
+		material.m_Textures.push_back({ "TextureNormal", std::string("materials/") + pszNormal + "_normal_png.ztex_c" });
+		ASSERT_TRUE(m_Game.WriteMaterial((std::string("materials/") + pszNormal + ".zmat_c").c_str(), material));
+		ASSERT_TRUE(m_Game.WriteModel((std::string("models/") + pszNormal + ".zmdl_c").c_str(),
+			TestModel_Quad((std::string("materials/") + pszNormal + ".zmat_c").c_str())));
+	}
+	CToolSceneModelNode *pNode = m_pScene->CreateModelNode("models/flat.zmdl");
+	const Rgb_t flat = PixelAt(Draw(), WIDTH / 2, HEIGHT / 2);
+	EXPECT_GT(flat.r, 200);
+	pNode->SetModel("models/tilted.zmdl");
+	const Rgb_t tilted = PixelAt(Draw(), WIDTH / 2, HEIGHT / 2);
+	EXPECT_LT(tilted.r, 60) << "lit edge-on";
+	m_pScene->SetGlobalLight(nullptr);
+	m_pScene->RemoveAllNodes();
+
+	// A translucent material blends by its colour's alpha, over what is behind it.
+	CCompiledMaterial glass = TestMaterial("materials/glass_png.ztex_c");
+	glass.m_nFlags |= COMPILED_MATERIAL_FLAG_TRANSLUCENT;
+	const CCompiledTexture glassTexture = TestTexture_Solid(20, 40, 240, 128, COMPILED_TEXTURE_BC3);
+	ASSERT_TRUE(m_Game.WriteTexture("materials/glass_png.ztex_c", glassTexture));
+	ASSERT_TRUE(m_Game.WriteMaterial("materials/glass.zmat_c", glass));
+	ASSERT_TRUE(m_Game.WriteModel("models/glass.zmdl_c", TestModel_Quad("materials/glass.zmat_c")));
+	m_pScene->CreateModelNode("models/glass.zmdl");
+	uint8 texel[4];
+	ASSERT_TRUE(TestTexture_DecodedPixel(glassTexture, 0, 0, texel));
+	const float alpha = texel[3] / 255.0f;
+	const Rgb_t blended = PixelAt(Draw(), WIDTH / 2, HEIGHT / 2);
+	EXPECT_TRUE(ColorNear(blended, (int)std::lround(texel[0] * alpha + CLEAR.r * (1.0f - alpha)),
+		(int)std::lround(texel[1] * alpha + CLEAR.g * (1.0f - alpha)), (int)std::lround(texel[2] * alpha + CLEAR.b * (1.0f - alpha)), 2));
+}
