@@ -25,7 +25,8 @@ QSurfaceFormat SceneSurfaceFormat()
 }
 } // namespace
 
-CQToolSceneWidget::CQToolSceneWidget(QWidget *pParent) : QOpenGLWidget(pParent), m_pScene(std::make_unique<CToolScene>())
+CQToolSceneWidget::CQToolSceneWidget(QWidget *pParent, CToolSceneResources *pResources)
+	: QOpenGLWidget(pParent), m_pScene(std::make_unique<CToolScene>(pResources))
 {
 	setFormat(SceneSurfaceFormat());
 	setMouseTracking(true);
@@ -234,7 +235,8 @@ void CQToolSceneWidget::UpdateGizmoHover(const QPoint &position)
 
 // ---------------------------------------------------------------------------------------------
 
-CQToolSceneWidgetAutoUpdate::CQToolSceneWidgetAutoUpdate(QWidget *pParent) : CQToolSceneWidget(pParent)
+CQToolSceneWidgetAutoUpdate::CQToolSceneWidgetAutoUpdate(QWidget *pParent, CToolSceneResources *pResources)
+	: CQToolSceneWidget(pParent, pResources)
 {
 	if (!g_pToolFramework)
 		Plat_FatalError("ERROR: Cannot use CQToolSceneWidgetAutoUpdate outside of Toolframework2!\n");

@@ -30,7 +30,8 @@ class CQToolSceneWidget : public QOpenGLWidget
 	Q_OBJECT
 
 public:
-	explicit CQToolSceneWidget(QWidget *pParent = nullptr);
+	// The scene loads through `pResources` (null: CToolSceneResources::Default()).
+	explicit CQToolSceneWidget(QWidget *pParent = nullptr, CToolSceneResources *pResources = nullptr);
 	~CQToolSceneWidget() override;
 
 	CToolScene *GetScene() const { return m_pScene.get(); }
@@ -87,7 +88,7 @@ class CQToolSceneWidgetAutoUpdate : public CQToolSceneWidget, public IToolFrameL
 	Q_OBJECT
 
 public:
-	explicit CQToolSceneWidgetAutoUpdate(QWidget *pParent = nullptr);
+	explicit CQToolSceneWidgetAutoUpdate(QWidget *pParent = nullptr, CToolSceneResources *pResources = nullptr);
 	~CQToolSceneWidgetAutoUpdate() override;
 
 	void OnToolFrame(float flFrameTime) override;
