@@ -11,6 +11,7 @@
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/pipeline/importdriver.h"
 #include "mintyardtoolutils/pipeline/modelimport.h"
+#include "mintyardtoolutils/pipeline/importstages.h"
 #include "modeldoc/modeldoc.h"
 
 namespace
@@ -70,6 +71,7 @@ void ValidateCompiledModel(CMintyardCfg_ZarnModel *pModel, ImportMessageList &li
 {
 	if (!pModel)
 		return;
+	CImportStageTimer timer(MINTYARD_STAGE_CHECKS);
 	const CMintyardTemplate_ZarnModel *pTemplate = pModel->GetModelTemplate();
 	if (pTemplate->can_be_empty && pModel->IsEmpty())
 	{
@@ -154,6 +156,7 @@ void ValidateCompiledModel(CMintyardCfg_ZarnModel *pModel, ImportMessageList &li
 
 bool ValidateMeshTopology(CMintyardCfg_ZarnModel *, CModelDocNode *pMeshNode, const char *pszSourcePath, ImportMessageList &list)
 {
+	CImportStageTimer timer(MINTYARD_STAGE_CHECKS);
 	const CUtlString source = pszSourcePath ? pszSourcePath : "";
 	SourceScene_t scene;
 	CUtlString error;
