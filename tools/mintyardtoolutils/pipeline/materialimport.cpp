@@ -69,15 +69,17 @@ void CheckTextureSize(const CMintyardImportSession *pSession, const CMintyardTem
 {
 	CImportStageTimer timer(MINTYARD_STAGE_CHECKS);
 	const CUtlString absolute = ContentPath(pSession, pszContentRelativeTexture);
-	CImageRGBA8 image;
+	// The header is enough for the size; the compile that follows decodes the pixels and reports
+	// damage in them.
+	ImageFileInfo_t info;
 	CUtlString error;
-	if (!Image_LoadFile(absolute.c_str(), image, &error))
+	if (!Image_ReadFileInfo(absolute.c_str(), info, &error))
 	{
 		list.Log(MINTYARD_IMPORT_LOG_ERROR, "%s\n", error.c_str());
 		list.AddError("#ZARN_Mintyard_Error_FailedToLoadTexture", absolute.c_str());
 		return;
 	}
-	const int w = image.Width(), h = image.Height();
+	const int w = info.nWidth, h = info.nHeight;
 	const int W = pTemplate ? pTemplate->max_tex_width : 0, H = pTemplate ? pTemplate->max_tex_height : 0;
 	const bool bPasses = W >= 1 && H >= 1 && w >= W && h >= H && IsPowerOfTwo(w) && IsPowerOfTwo(h) && w / W == h / H;
 	if (!bPasses)
