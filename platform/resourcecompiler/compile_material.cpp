@@ -22,7 +22,7 @@ struct TextureJob_t
 
 // Compiles the textures on up to the run's thread count of workers; each worker's texture uses
 // its share of the threads.
-void CompileTextures(CResourceCompiler &rc, const CompileRoots_t &roots, std::vector<TextureJob_t> &jobs)
+void CompileTextures(CResourceCompiler &rc, const CompileRoots_t &roots, std::vector<TextureJob_t> &jobs, CResourceCompiler::ECompileWhen eWhen)
 {
 	const int workers = std::max(1, std::min(rc.ThreadCount(), (int)jobs.size()));
 	const int threadsEach = std::max(1, rc.ThreadCount() / workers);
@@ -30,14 +30,15 @@ void CompileTextures(CResourceCompiler &rc, const CompileRoots_t &roots, std::ve
 	auto work = [&]() {
 		ResourceCompiler_SetTextureThreads(threadsEach);
 		for (size_t i = next++; i < jobs.size(); i = next++)
-			jobs[i].m_bResult = rc.CompileTexture(roots, jobs[i].m_Source, &jobs[i].m_Compiled);
+			jobs[i].m_bResult = rc.CompileTexture(roots, jobs[i].m_Source, &jobs[i].m_Compiled, eWhen);
 		ResourceCompiler_SetTextureThreads(0);
 	};
 	ResourceCompiler_RunWorkers(workers, work);
 }
 } // namespace
 
-bool CompileMaterialSource(CResourceCompiler &rc, const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output)
+bool CompileMaterialSource(CResourceCompiler &rc, const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output,
+	CResourceCompiler::ECompileWhen eTextures)
 {
 	CUtlBuffer text;
 	CUtlString error;
@@ -102,7 +103,7 @@ bool CompileMaterialSource(CResourceCompiler &rc, const CompileRoots_t &roots, c
 		return false;
 	}
 
-	CompileTextures(rc, roots, jobs);
+	CompileTextures(rc, roots, jobs, eTextures);
 	CCompiledMaterial material;
 	material.m_Shader = source.m_Shader;
 	material.m_nFlags = source.m_nFlags;

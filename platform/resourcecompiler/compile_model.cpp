@@ -947,7 +947,8 @@ void CModelCompile::CompileMaterials()
 					path.c_str(), absolute.c_str());
 			continue;
 		}
-		if (!m_RC.CompileMaterial(m_Roots, path))
+		// The import compiles a model's material just before the model: its textures are current.
+		if (!m_RC.CompileMaterial(m_Roots, path, nullptr, CResourceCompiler::COMPILE_WHEN_OUT_OF_DATE))
 			Error(m_MaterialUsers[m], "the material %s did not compile", path.c_str());
 	}
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <filesystem>
+#include <optional>
 #include <thread>
 
 #include "core/fileio.h"
@@ -332,7 +333,33 @@ bool CResourceCompiler::CompileSource(const CompileRoots_t &roots, const CUtlStr
 	}
 }
 
-bool CResourceCompiler::CompileTexture(const CompileRoots_t &roots, const CUtlString &relative, CUtlString *pCompiled)
+namespace
+{
+// The time a file was last written, or nothing when it does not exist.
+std::optional<std::filesystem::file_time_type> WriteTime(const std::filesystem::path &path)
+{
+	std::error_code code;
+	const std::filesystem::file_time_type time = std::filesystem::last_write_time(path, code);
+	if (code)
+		return std::nullopt;
+	return time;
+}
+
+// True when the compiled texture of an image is newer than the image, the settings file beside
+// it (when there is one) and the compiler's own program.
+bool ImageTextureIsCurrent(const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output)
+{
+	const std::optional<std::filesystem::file_time_type> compiled = WriteTime(roots.GamePath(output).c_str());
+	const std::optional<std::filesystem::file_time_type> image = WriteTime(roots.ContentPath(relative).c_str());
+	const std::optional<std::filesystem::file_time_type> program = WriteTime("/proc/self/exe");
+	if (!compiled || !image || !program || *compiled <= *image || *compiled <= *program)
+		return false;
+	const std::optional<std::filesystem::file_time_type> settings = WriteTime(roots.ContentPath(WithoutExtension(relative)) + ".txt");
+	return !settings || *compiled > *settings;
+}
+} // namespace
+
+bool CResourceCompiler::CompileTexture(const CompileRoots_t &roots, const CUtlString &relative, CUtlString *pCompiled, ECompileWhen eWhen)
 {
 	const CUtlString output = ResourceCompiler_CompiledName(relative);
 	if (pCompiled)
@@ -347,6 +374,12 @@ bool CResourceCompiler::CompileTexture(const CompileRoots_t &roots, const CUtlSt
 	const int done = FindDone(key);
 	if (done >= 0)
 		return done == 1;
+	if (eWhen == COMPILE_WHEN_OUT_OF_DATE && kind == RESOURCE_SOURCE_IMAGE && ImageTextureIsCurrent(roots, relative, output))
+	{
+		m_Log.Progress("  %s: up to date (%s)", relative.c_str(), output.c_str());
+		SetDone(key, true);
+		return true;
+	}
 	m_Log.Progress("Compiling texture %s", relative.c_str());
 	const bool bResult = kind == RESOURCE_SOURCE_IMAGE ? CompileImageSource(*this, roots, relative, output)
 													   : CompileTextureRecipeSource(*this, roots, relative, output);
@@ -354,7 +387,7 @@ bool CResourceCompiler::CompileTexture(const CompileRoots_t &roots, const CUtlSt
 	return bResult;
 }
 
-bool CResourceCompiler::CompileMaterial(const CompileRoots_t &roots, const CUtlString &relative, CUtlString *pCompiled)
+bool CResourceCompiler::CompileMaterial(const CompileRoots_t &roots, const CUtlString &relative, CUtlString *pCompiled, ECompileWhen eWhen)
 {
 	const CUtlString output = ResourceCompiler_CompiledName(relative);
 	if (pCompiled)
@@ -369,7 +402,7 @@ bool CResourceCompiler::CompileMaterial(const CompileRoots_t &roots, const CUtlS
 	if (done >= 0)
 		return done == 1;
 	m_Log.Progress("Compiling material %s", relative.c_str());
-	const bool bResult = CompileMaterialSource(*this, roots, relative, output);
+	const bool bResult = CompileMaterialSource(*this, roots, relative, output, eWhen);
 	SetDone(key, bResult);
 	return bResult;
 }

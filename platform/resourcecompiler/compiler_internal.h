@@ -10,7 +10,9 @@
 // Each writes the compiled file at the game-relative name `output`; true when it did.
 bool CompileImageSource(CResourceCompiler &rc, const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output);
 bool CompileTextureRecipeSource(CResourceCompiler &rc, const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output);
-bool CompileMaterialSource(CResourceCompiler &rc, const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output);
+// A material's textures compile as `eTextures` says.
+bool CompileMaterialSource(CResourceCompiler &rc, const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output,
+	CResourceCompiler::ECompileWhen eTextures);
 bool CompileModelSource(CResourceCompiler &rc, const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output);
 bool CompileSnapshotSource(CResourceCompiler &rc, const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output,
 	const CUtlString &localSpaceBone);

@@ -101,11 +101,24 @@ public:
 	// the source's own path. True when it compiled.
 	bool CompileFile(const char *pszPath, const char *pszGameDirectory = nullptr);
 
+	// When a referenced source is compiled: always, or only when its compiled file is missing or
+	// older than what it is made from. A model compiles its materials with the second; their
+	// image textures are then left alone when the compiled texture is newer than the image, its
+	// settings file and the compiler itself. Sources named to the compiler always compile, and so
+	// do the textures of a material named to it.
+	enum ECompileWhen
+	{
+		COMPILE_ALWAYS = 0,
+		COMPILE_WHEN_OUT_OF_DATE,
+	};
+
 	// The compiles of referenced sources, each done once per run: a later call for the same
 	// source gives the first call's result without compiling again. `relative` is the source's
 	// content-relative name; `pCompiled` receives the compiled file's game-relative name.
-	bool CompileTexture(const CompileRoots_t &roots, const CUtlString &relative, CUtlString *pCompiled = nullptr);
-	bool CompileMaterial(const CompileRoots_t &roots, const CUtlString &relative, CUtlString *pCompiled = nullptr);
+	bool CompileTexture(const CompileRoots_t &roots, const CUtlString &relative, CUtlString *pCompiled = nullptr,
+		ECompileWhen eWhen = COMPILE_ALWAYS);
+	bool CompileMaterial(const CompileRoots_t &roots, const CUtlString &relative, CUtlString *pCompiled = nullptr,
+		ECompileWhen eWhen = COMPILE_ALWAYS);
 	// A particle snapshot from a mesh source, written to a game-relative name.
 	bool CompileSnapshot(const CompileRoots_t &roots, const CUtlString &relative, const CUtlString &output,
 		const CUtlString &localSpaceBone);

@@ -15,6 +15,8 @@
 #include "meshio/meshsource.h"
 #include "resourcecompiler/modelbuild.h"
 #include "resourcecompiler/tests/compiler_test_support.h"
+#include "imagefiles.h"
+#include "testimages.h"
 
 namespace
 {
@@ -888,4 +890,68 @@ TEST(CompileModel, DamagedMeshSourcesFailWithTheirNameAndKeepThePreviousModel)
 		EXPECT_NE(result.output.find("cannot read the source models/creature.fbx"), std::string::npos) << result.output;
 		EXPECT_EQ(tree.ReadGame("models/creature.zmdl_c"), before);
 	}
+}
+
+TEST(CompileModel, TheTexturesOfItsMaterialsCompileOnlyWhenOutOfDate)
+{
+	namespace fs = std::filesystem;
+	CContentTree tree;
+	tree.Write("models/creature.fbx", WriteFbxScene(MakeCreatureFbx()));
+	tree.WriteBytes("materials/skin_color.png", MakePNG(MakePhotoLikeImage(64, 64, 1), TEST_PNG_RGB8));
+	tree.WriteBytes("materials/skin_normal.png", MakePNG(MakePhotoLikeImage(64, 64, 2), TEST_PNG_RGB8));
+	tree.Write("materials/skin.zmat", MaterialDocument("materials/skin_color.png", "\t\"TextureNormal\"\t\"materials/skin_normal.png\"\n"));
+	tree.Write("models/creature.zmdl",
+		ModelDocument(ListNode("RenderMeshList", MeshNode("creature", "models/creature.fbx")) + DefaultMaterial("materials/skin.zmat")));
+	const std::string material = tree.Content("materials/skin.zmat"), model = tree.Content("models/creature.zmdl");
+	const std::string colorOut = tree.Game("materials/skin_color_png.ztex_c"), normalOut = tree.Game("materials/skin_normal_png.ztex_c");
+	// A source written after the compile of its texture: dated a second later, so that coarse
+	// clocks see it.
+	auto later = [&](const std::string &relative, const std::string &compiled) {
+		fs::last_write_time(tree.Content(relative), fs::last_write_time(compiled) + std::chrono::seconds(1));
+	};
+	auto width = [&](const std::string &compiled) {
+		rapidjson::Document info;
+		EXPECT_TRUE(CompiledInfo(compiled, info));
+		return info.IsObject() && info.HasMember("width") ? info["width"].GetInt() : -1;
+	};
+
+	// The material named, as the import does before the model: its textures compile.
+	CommandResult_t result = RunCompiler(material);
+	ASSERT_EQ(result.exitCode, 0) << result.output;
+	EXPECT_NE(result.output.find("Compiling texture materials/skin_color.png"), std::string::npos) << result.output;
+	// The model after it leaves them as they are.
+	const fs::file_time_type colorTime = fs::last_write_time(colorOut);
+	result = RunCompiler(model);
+	ASSERT_EQ(result.exitCode, 0) << result.output;
+	EXPECT_EQ(result.output.find("Compiling texture"), std::string::npos) << result.output;
+	EXPECT_NE(result.output.find("materials/skin_color.png: up to date (materials/skin_color_png.ztex_c)"), std::string::npos) << result.output;
+	EXPECT_EQ(fs::last_write_time(colorOut), colorTime);
+
+	// A new picture is compiled again by the model, and the other texture is not.
+	tree.WriteBytes("materials/skin_color.png", MakePNG(MakePhotoLikeImage(32, 32, 3), TEST_PNG_RGB8));
+	later("materials/skin_color.png", colorOut);
+	result = RunCompiler(model);
+	ASSERT_EQ(result.exitCode, 0) << result.output;
+	EXPECT_NE(result.output.find("Compiling texture materials/skin_color.png"), std::string::npos) << result.output;
+	EXPECT_EQ(result.output.find("Compiling texture materials/skin_normal.png"), std::string::npos) << result.output;
+	EXPECT_EQ(width(colorOut), 32);
+
+	// So is a texture whose settings file is newer than its compiled file.
+	tree.Write("materials/skin_normal.txt", "\"settings\"\n{\n\t\"maxres\"\t\"16\"\n}\n");
+	later("materials/skin_normal.txt", normalOut);
+	result = RunCompiler(model);
+	ASSERT_EQ(result.exitCode, 0) << result.output;
+	EXPECT_NE(result.output.find("Compiling texture materials/skin_normal.png"), std::string::npos) << result.output;
+	EXPECT_EQ(width(normalOut), 16);
+
+	// A compiled texture that went away is made again.
+	fs::remove(colorOut);
+	ASSERT_EQ(RunCompiler(model).exitCode, 0);
+	EXPECT_EQ(width(colorOut), 32);
+
+	// Naming the material compiles its textures whatever their age.
+	result = RunCompiler(material);
+	ASSERT_EQ(result.exitCode, 0) << result.output;
+	EXPECT_NE(result.output.find("Compiling texture materials/skin_color.png"), std::string::npos) << result.output;
+	EXPECT_NE(result.output.find("Compiling texture materials/skin_normal.png"), std::string::npos) << result.output;
 }

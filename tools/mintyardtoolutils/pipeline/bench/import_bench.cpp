@@ -137,6 +137,13 @@ public:
 	std::string m_Error;
 };
 
+// With MINTYARD_IMPORT_BENCH_LOG set, the runs' progress and compiler lines go to standard error.
+class CStandardErrorLog : public IMintyardImportLog
+{
+public:
+	void LogMessage(int, const char *pszText) override { fputs(pszText ? pszText : "", stderr); }
+};
+
 // One import into a fresh copy of the sample trees, <root>/runN/{game,content}; false with a message when the run
 // does not import every input without an error.
 bool ImportOnce(benchmark::State &state, const CCourierArt &art, int nRun, std::string &error)
@@ -171,6 +178,9 @@ bool ImportOnce(benchmark::State &state, const CCourierArt &art, int nRun, std::
 		// Loading the session is part of what the author waits for.
 		CMintyardImportSession session;
 		ImportMessageList list;
+		CStandardErrorLog log;
+		if (getenv("MINTYARD_IMPORT_BENCH_LOG"))
+			list.SetLog(&log);
 		LoadContext ctx;
 		ctx.rewritePaths = true;
 		ctx.basePath = art.m_Session.parent_path().string();
