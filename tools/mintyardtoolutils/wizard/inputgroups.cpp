@@ -523,6 +523,7 @@ void CQImportInputPicker::AttachSession(CMintyardImportSession *pSession)
 	CQMintyardUI_String *pName = MakeInput<CQMintyardUI_String>(m_pContent, pSession->GetNameElement());
 	pName->setObjectName("mintyard_import_name");
 	pName->TitleLabel()->setText(MintyardTranslate("#ZARN_Mintyard_ImportName"));
+	pName->UpdateValidity();
 	pContent->addWidget(pName);
 
 	CQMintyardUI_Section *pTop = new CQMintyardUI_Section(m_pContent, pTemplate->name.c_str(), pTemplate->info_url.c_str(), false);

@@ -309,6 +309,13 @@ void CQMintyardUI_Input::UpdateValidity()
 			m_pMessageLabel->hide();
 		return;
 	}
+	// A message about this input names it by its template entry; an entry without a name (the
+	// import name's) is named by the title the page gives it.
+	for (int i = 0; i < list.Count(); ++i)
+	{
+		if (list[i].HasArg(1) && list[i].Arg(1).empty())
+			list[i].SetArg(1, m_pTitleLabel->text().toUtf8().constData());
+	}
 	m_MessageText = FormatImportMessages(list);
 	m_bHasErrors = list.GetErrorCount() > 0;
 	SetInputColors(m_pLineEdit, m_pMessageLabel, m_bHasErrors ? QColor(Qt::red) : WARNING_COLOR, true);

@@ -69,7 +69,8 @@ QString FormatImportMessage(const MintyardImportMessageEntry_t &entry)
 	QString text = MintyardTranslate(entry.m_Text[0]);
 	for (int i = 1; i < MintyardImportMessageEntry_t::SLOT_COUNT; ++i)
 	{
-		if (!entry.m_bSet[i])
+		// Up to the first gap; a text with no place left for an argument takes no more.
+		if (!entry.m_bSet[i] || !text.contains('%'))
 			break;
 		text = text.arg(MintyardTranslate(entry.m_Text[i]));
 	}
