@@ -2,8 +2,31 @@
 
 #include <algorithm>
 
+#include "core/fileio.h"
 #include "core/strtools.h"
 #include "core/utlbuffer.h"
+
+namespace
+{
+// A message names no files: #include and #base in its tree find nothing, and no disk is read.
+class CNoFiles final : public IBaseFileSystem
+{
+public:
+	bool ReadFile(const char *path, const char *, CUtlBuffer &, CUtlString *pError) override
+	{
+		if (pError)
+			*pError = V_Format("%s: a game message cannot include files", path ? path : "");
+		return false;
+	}
+	bool WriteFile(const char *, const char *, const CUtlBuffer &, CUtlString *pError) override
+	{
+		if (pError)
+			*pError = "a game message cannot write files";
+		return false;
+	}
+	bool FileExists(const char *, const char *) override { return false; }
+};
+} // namespace
 
 std::string EncodeMintyardGameMessage(const KeyValues *pTree, bool bFlag)
 {
@@ -73,9 +96,15 @@ EMintyardGameMessageResult DecodeMintyardGameMessage(std::string_view bytes, siz
 	const std::string_view text = payload.substr(nLineEnd + 1);
 	std::unique_ptr<KeyValues> pTree(new KeyValues("tree"));
 	CUtlString parseError;
-	if (!pTree->LoadFromBuffer("game message", text.data(), text.size(), nullptr, nullptr, KV1LoadOptions_t(), &parseError))
+	CNoFiles noFiles;
+	if (!pTree->LoadFromBuffer("game message", text.data(), text.size(), &noFiles, nullptr, KV1LoadOptions_t(), &parseError))
 	{
 		error = V_Format("game message: the tree cannot be read (the text starts at offset %zu): %s", 4 + nLineEnd + 1, parseError.c_str());
+		return MINTYARD_GAME_MESSAGE_BAD;
+	}
+	if (pTree->GetNextKey())
+	{
+		error = V_Format("game message: the tree has more than one root key (the text starts at offset %zu)", 4 + nLineEnd + 1);
 		return MINTYARD_GAME_MESSAGE_BAD;
 	}
 	out.m_pTree = std::move(pTree);
