@@ -46,6 +46,8 @@ const char *const s_pszStepCaptions[MINTYARD_STEP_COUNT] = {
 };
 
 const QColor STEP_CURRENT_COLOR(51, 144, 192);
+// Red that stays readable on the dark look's buttons.
+const QColor WIZARD_RED(255, 80, 80);
 
 // The first path of a search path, or "".
 CUtlString FirstSearchPath(const char *pszPathID)
@@ -137,6 +139,7 @@ CQMintyardImportDialog::CQMintyardImportDialog(int nMode, KeyValues3 *pSettings,
 {
 	setAttribute(Qt::WA_DeleteOnClose);
 	setObjectName("mintyard_import_dialog");
+	ApplyMintyardWizardLook(this);
 
 	ImportMessageList templateProblems;
 	m_Session.GetCatalogue().LoadTemplates(templateProblems);
@@ -261,7 +264,7 @@ void CQMintyardImportDialog::CreateLayout()
 	pUnresolved->setContentsMargins(0, 0, 0, 0);
 	QPushButton *pUnresolvedButton = new QPushButton(MintyardTranslate("#ZARN_Mintyard_UnresolvedErrors"), m_pUnresolvedWidget);
 	pUnresolvedButton->setObjectName("mintyard_unresolved");
-	SetWidgetTextColor(pUnresolvedButton, QPalette::ButtonText, Qt::red);
+	SetWidgetTextColor(pUnresolvedButton, QPalette::ButtonText, WIZARD_RED);
 	const QPixmap warning = LoadWizardPixmap("game:tools/images/common/icon_warning_sm.png");
 	if (!warning.isNull())
 	{
@@ -684,7 +687,7 @@ void CQMintyardImportDialog::UpdateButtons()
 	if (bNextEnabled)
 		m_pNextButton->setPalette(QPalette());
 	else
-		SetWidgetTextColor(m_pNextButton, QPalette::ButtonText, Qt::red);
+		SetWidgetTextColor(m_pNextButton, QPalette::ButtonText, WIZARD_RED);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -37,7 +37,11 @@ const BrowseFilter_t s_BrowseFilters[MINTYARD_FILTER_COUNT] = {
 
 QLabel *MakeLinkLabel(QWidget *pParent, const CUtlString &url)
 {
-	QLabel *pLink = new QLabel(QString("<a href=\"%1\">%2</a>").arg(QString::fromUtf8(url.c_str()), MintyardTranslate("#ZARN_Mintyard_MoreInfoURL")), pParent);
+	// The link's colour is in the anchor: a label's rich text takes it from the application's
+	// palette, not from the dark look.
+	QLabel *pLink = new QLabel(QString("<a href=\"%1\" style=\"color: #78b8e8;\">%2</a>")
+								   .arg(QString::fromUtf8(url.c_str()), MintyardTranslate("#ZARN_Mintyard_MoreInfoURL")),
+		pParent);
 	pLink->setFont(MakeWizardFont(14, true));
 	pLink->setTextFormat(Qt::RichText);
 	pLink->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);

@@ -73,6 +73,7 @@ int MintyardTypeButtonOrder(const char *pszTitle)
 CQMintyardTemplateDetailsDialog::CQMintyardTemplateDetailsDialog(QWidget *pParent, const CUtlString &groupKey) : QDialog(pParent), m_GroupKey(groupKey)
 {
 	setWindowTitle(MintyardTranslate(groupKey));
+	ApplyMintyardWizardLook(this);
 }
 
 CQMintyardTemplateDetailsDialog::~CQMintyardTemplateDetailsDialog()
@@ -110,7 +111,7 @@ void CQMintyardTemplateDetailsDialog::Populate()
 	}
 	m_pSelect = new QPushButton(MintyardTranslate("#ZARN_Mintyard_Select"), this);
 	m_pSelect->setFixedWidth(250);
-	m_pSelect->setStyleSheet(g_pszMintyardBigButtonStyle);
+	SetMintyardBigButtonStyle(m_pSelect);
 	m_pSelect->setEnabled(false);
 	connect(m_pSelect, SIGNAL(clicked()), this, SLOT(OnSelected()));
 
@@ -204,6 +205,7 @@ CQMintyardHeroItemDialog::CQMintyardHeroItemDialog(QWidget *pParent, CMintyardTe
 	: QDialog(pParent), m_pCatalogue(pCatalogue)
 {
 	setWindowTitle(MintyardTranslate("#ZARN_Mintyard_SubmissionType_HeroItem"));
+	ApplyMintyardWizardLook(this);
 	QHBoxLayout *pRow = new QHBoxLayout(this);
 	pRow->setContentsMargins(16, 16, 16, 16);
 	pRow->setSpacing(16);
@@ -216,7 +218,7 @@ CQMintyardHeroItemDialog::CQMintyardHeroItemDialog(QWidget *pParent, CMintyardTe
 	SetComboLook(m_pSlotCombo);
 	m_pSelect = new QPushButton(MintyardTranslate("#ZARN_Mintyard_Select"), this);
 	m_pSelect->setFixedWidth(250);
-	m_pSelect->setStyleSheet(g_pszMintyardBigButtonStyle);
+	SetMintyardBigButtonStyle(m_pSelect);
 	m_pSelect->setEnabled(false);
 	pRow->addWidget(m_pHeroCombo);
 	pRow->addWidget(m_pSlotCombo);
@@ -523,7 +525,7 @@ CQMintyardTypePickWidget::TypeButton_t CQMintyardTypePickWidget::MakeTypeButton(
 	pBox->setContentsMargins(16, 16, 16, 16);
 	pBox->setSpacing(16);
 	button.m_pButton = new QPushButton(MintyardTranslate(pszTitle), button.m_pBox);
-	button.m_pButton->setStyleSheet(g_pszMintyardBigButtonStyle);
+	SetMintyardBigButtonStyle(button.m_pButton);
 	button.m_pButton->setMinimumHeight(40);
 	pBox->addWidget(button.m_pButton);
 	CQSafeWordWrapLabel *pDescription = new CQSafeWordWrapLabel(MintyardTranslate(pszDescription), button.m_pBox);

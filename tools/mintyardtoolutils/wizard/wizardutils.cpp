@@ -8,6 +8,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMimeData>
+#include <QPushButton>
 #include <QUrl>
 
 #include "brume/brume_api.h"
@@ -21,6 +22,18 @@ const char *const g_pszMintyardBigButtonStyle =
 	"\tpadding-left: 8px;\tpadding-right: 8px;\tpadding-top: 2px;\tpadding-bottom: 2px;\tfont: bold 16px; } "
 	"QPushButton:hover:!pressed { \tbackground-color : rgb( 100, 140, 160 ); } "
 	"QPushButton:!enabled { \tbackground-color : rgb( 49, 69, 80 ); \tborder: 2px solid rgb( 75, 87, 93 ); }";
+
+void SetMintyardBigButtonStyle(QPushButton *pButton)
+{
+	pButton->setStyleSheet(g_pszMintyardBigButtonStyle);
+	// A widget with a style sheet of its own draws with the application's palette unless its
+	// own palette names the colour: the text is light on the slate of the sheet.
+	QPalette palette;
+	for (QPalette::ColorGroup group : { QPalette::Active, QPalette::Inactive })
+		palette.setColor(group, QPalette::ButtonText, QColor(230, 232, 234));
+	palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(120, 124, 128));
+	pButton->setPalette(palette);
+}
 
 QString MintyardTranslate(const char *pszText)
 {
@@ -255,6 +268,41 @@ void SetWidgetTextColor(QWidget *pWidget, QPalette::ColorRole role, const QColor
 	palette.setColor(QPalette::Inactive, role, color);
 	palette.setColor(QPalette::Disabled, role, color);
 	pWidget->setPalette(palette);
+}
+
+void ApplyMintyardWizardLook(QWidget *pWindow)
+{
+	QPalette palette = pWindow->palette();
+	const QColor window(45, 48, 52), base(30, 32, 35), text(222, 224, 226), button(58, 62, 68);
+	for (QPalette::ColorGroup group : { QPalette::Active, QPalette::Inactive })
+	{
+		palette.setColor(group, QPalette::Window, window);
+		palette.setColor(group, QPalette::WindowText, text);
+		palette.setColor(group, QPalette::Base, base);
+		palette.setColor(group, QPalette::AlternateBase, window);
+		palette.setColor(group, QPalette::Text, text);
+		palette.setColor(group, QPalette::Button, button);
+		palette.setColor(group, QPalette::ButtonText, text);
+		palette.setColor(group, QPalette::BrightText, Qt::white);
+		palette.setColor(group, QPalette::Highlight, QColor(51, 144, 192));
+		palette.setColor(group, QPalette::HighlightedText, Qt::white);
+		palette.setColor(group, QPalette::Link, QColor(120, 184, 232));
+		palette.setColor(group, QPalette::LinkVisited, QColor(160, 150, 220));
+		palette.setColor(group, QPalette::ToolTipBase, base);
+		palette.setColor(group, QPalette::ToolTipText, text);
+		palette.setColor(group, QPalette::Light, button.lighter(140));
+		palette.setColor(group, QPalette::Midlight, button.lighter(115));
+		palette.setColor(group, QPalette::Mid, button.darker(120));
+		palette.setColor(group, QPalette::Dark, button.darker(160));
+		palette.setColor(group, QPalette::Shadow, Qt::black);
+	}
+	palette.setColor(QPalette::Disabled, QPalette::Window, window);
+	palette.setColor(QPalette::Disabled, QPalette::Base, window);
+	palette.setColor(QPalette::Disabled, QPalette::Button, button);
+	for (QPalette::ColorRole role : { QPalette::WindowText, QPalette::Text, QPalette::ButtonText })
+		palette.setColor(QPalette::Disabled, role, QColor(120, 124, 128));
+	pWindow->setPalette(palette);
+	pWindow->setAutoFillBackground(true);
 }
 
 QFont MakeWizardFont(int nPixelSize, bool bBold)

@@ -20,6 +20,9 @@
 
 // The style sheet of every big button of the wizard, word for word.
 extern const char *const g_pszMintyardBigButtonStyle;
+// Gives a button that style sheet, with the light text that its slate needs.
+class QPushButton;
+void SetMintyardBigButtonStyle(QPushButton *pButton);
 
 // "#" tokens through the framework's localisation; other texts stand as they are.
 QString MintyardTranslate(const char *pszText);
@@ -128,6 +131,10 @@ protected:
 	void dragEnterEvent(QDragEnterEvent *pEvent) override;
 	void dropEvent(QDropEvent *pEvent) override;
 };
+
+// The wizard's dark look, which its colours (light blue flags, orange warnings, the big buttons'
+// slate) are chosen for: set on the window, its pages and dialogs inherit it.
+void ApplyMintyardWizardLook(QWidget *pWindow);
 
 // A label and a colour as Qt takes them.
 void SetWidgetTextColor(QWidget *pWidget, QPalette::ColorRole role, const QColor &color);

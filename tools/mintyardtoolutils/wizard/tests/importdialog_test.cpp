@@ -141,7 +141,7 @@ TEST_F(ImportDialogTest, ErrorsOfTheInputsBlockNextAndStandInTheStatusLine)
 	EXPECT_TRUE(pWizard->PrevButton()->isHidden()); // mode 0: the way back is closing
 	EXPECT_FALSE(pWizard->SaveButton()->isHidden());
 	EXPECT_TRUE(pWizard->StatusLabel()->text().contains("Give the submission a name")) << pWizard->StatusLabel()->text().toStdString();
-	EXPECT_EQ(QColor(Qt::red), pWizard->NextButton()->palette().color(QPalette::ButtonText));
+	EXPECT_EQ(QColor(255, 80, 80), pWizard->NextButton()->palette().color(QPalette::ButtonText));
 
 	// Typing a name clears the error; the notes are only a warning.
 	QTest::keyClicks(NameInput()->LineEdit(), "hat");
