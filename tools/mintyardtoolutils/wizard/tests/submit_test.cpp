@@ -128,3 +128,21 @@ TEST_F(SubmitTest, IconsGoThroughThePortraitEditorToolFoundByName)
 	EXPECT_EQ("release", withIcons.m_Calls[2]);
 	EXPECT_EQ(3, pressed.count());
 }
+
+// Every image the wizard's pages name is in the sample game and loads.
+TEST(WizardImagesTest, EveryNamedImageExistsAndLoads)
+{
+	CWizardTestGame game;
+	for (const char *pszPath : { "game:tools/images/mintyardmanager/mintyard_import.ico", "game:tools/images/mintyardmanager/step_separator.png",
+			 "game:tools/images/mintyardmanager/looping_animation.png", "game:tools/images/mintyardmanager/delta_animation.png",
+			 "game:tools/images/mintyardmanager/attack_animation.png", "game:tools/images/mintyardmanager/run_animation.png",
+			 "game:tools/images/mintyardmanager/mesh_limits.png", "game:tools/images/mintyardmanager/effects_mesh.png",
+			 "game:tools/images/common/save_sm.png", "game:tools/images/common/icon_warning_sm.png", "game:tools/images/common/folder_sm.png",
+			 "game:tools/images/common/halden_gear_sm.png" })
+	{
+		EXPECT_FALSE(ResolveWizardImagePath(pszPath).isEmpty()) << pszPath;
+		EXPECT_FALSE(LoadWizardPixmap(pszPath).isNull()) << pszPath;
+	}
+	EXPECT_TRUE(ResolveWizardImagePath("game:tools/images/mintyardmanager/no_such.png").isEmpty());
+	EXPECT_FALSE(LoadWizardIcon("game:tools/images/mintyardmanager/no_such.png").isNull()); // the standard icon stands in
+}
