@@ -25,17 +25,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-// Closes the listing's no-connection box at start.
-void CloseModalsSoon()
-{
-	QTimer::singleShot(10, [] {
-		if (QMessageBox *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget()))
-			box->done(QMessageBox::Ok);
-		else
-			CloseModalsSoon();
-	});
-}
-
 class WizardWindowTest : public testing::Test
 {
 protected:
