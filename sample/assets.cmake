@@ -3,8 +3,10 @@
 # game/zarn, and runs again only when the document or a file it names has changed. The target
 # `sample_assets` builds them all. Nothing happens until the build has a `resourcecompiler`.
 #
-# Paths inside the documents are relative to the content root; a model document's compile also
-# compiles the materials it names, so it comes after their own commands.
+# Paths inside the documents are relative to the content root. A model document's compile also
+# compiles the materials it names (writing their compiled files again), so a model depends on the
+# material documents it names, not on their compiled files: a changed texture recompiles only its
+# material, and models that share a material do not keep each other out of date.
 if(NOT TARGET resourcecompiler)
   return()
 endif()
@@ -39,10 +41,7 @@ foreach(document IN LISTS sample_documents)
       get_filename_component(extension ${reference} LAST_EXT)
       string(SUBSTRING "${extension}" 1 -1 extension)
       string(REGEX REPLACE "\\.[^.]+$" "" stem ${reference})
-      if(extension STREQUAL "zmat")
-        # The material's own command compiles it first.
-        list(APPEND depends ${sample_game}/${reference}_c)
-      elseif(extension MATCHES "^(png|tga|psd|bmp|jpg|jpeg)$")
+      if(extension MATCHES "^(png|tga|psd|bmp|jpg|jpeg)$")
         # A texture compiles with the settings beside it, to a name that keeps its extension.
         if(EXISTS ${sample_content}/${stem}.txt)
           list(APPEND depends ${sample_content}/${stem}.txt)

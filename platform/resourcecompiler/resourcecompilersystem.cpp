@@ -15,6 +15,7 @@
 
 #include "core/pathutils.h"
 #include "core/strtools.h"
+#include "resourcecompiler/contentroots.h"
 #include "toolframework/platformservices.h"
 
 namespace
@@ -36,16 +37,8 @@ CUtlString ExecutableFolder()
 // <root>/content/<mod>/... gives <root>/game/<mod>; "" when the path is under no content tree.
 CUtlString GameDirectoryOf(const CUtlString &source)
 {
-	const CUtlString path = V_NormalizePath(source);
-	for (size_t at = path.rfind("/content/"); at != CUtlString::npos; at = at ? path.rfind("/content/", at - 1) : CUtlString::npos)
-	{
-		const size_t modStart = at + 9;
-		const size_t modEnd = path.find('/', modStart);
-		if (modEnd == CUtlString::npos || modEnd == modStart)
-			continue;
-		return path.substr(0, at) + "/game/" + path.substr(modStart, modEnd - modStart);
-	}
-	return CUtlString();
+	CUtlString content, game;
+	return ResourceCompiler_ContentTreeOf(source, content, game) ? game : CUtlString();
 }
 
 class CLineSink

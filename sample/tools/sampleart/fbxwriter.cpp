@@ -36,6 +36,44 @@ Vec3 CSkeleton::GlobalPosition(int bone) const
 	return p;
 }
 
+CSkeleton PruneSkeleton(const CSkeleton &skeleton, std::vector<CArtMesh> &meshes, const std::set<std::string> &keep)
+{
+	std::vector<bool> wanted(skeleton.Count(), false);
+	for (const CArtMesh &mesh : meshes)
+	{
+		for (const auto &weights : mesh.m_Weights)
+		{
+			for (const BoneWeight_t &w : weights)
+				wanted[w.nBone] = true;
+		}
+	}
+	for (int b = 0; b < skeleton.Count(); ++b)
+		wanted[b] = wanted[b] || keep.count(skeleton.m_Bones[b].m_Name) > 0;
+	for (int b = skeleton.Count() - 1; b >= 0; --b)
+	{
+		for (int p = skeleton.m_Bones[b].m_nParent; wanted[b] && p >= 0; p = skeleton.m_Bones[p].m_nParent)
+			wanted[p] = true;
+	}
+	CSkeleton out;
+	std::vector<int> map(skeleton.Count(), -1);
+	for (int b = 0; b < skeleton.Count(); ++b)
+	{
+		if (!wanted[b])
+			continue;
+		const int parent = skeleton.m_Bones[b].m_nParent;
+		map[b] = out.Add(skeleton.m_Bones[b].m_Name, parent >= 0 ? map[parent] : -1, skeleton.GlobalPosition(b));
+	}
+	for (CArtMesh &mesh : meshes)
+	{
+		for (auto &weights : mesh.m_Weights)
+		{
+			for (BoneWeight_t &w : weights)
+				w.nBone = map[w.nBone];
+		}
+	}
+	return out;
+}
+
 std::string FormatNumber(double value, int decimals)
 {
 	char text[64];

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,10 @@ public:
 	Vec3 GlobalPosition(int bone) const;
 	int Count() const { return (int)m_Bones.size(); }
 };
+
+// The skeleton cut down to the bones that `meshes` are weighted to, the bones named in `keep`,
+// and their ancestors; the meshes' weights are renumbered to match.
+CSkeleton PruneSkeleton(const CSkeleton &skeleton, std::vector<CArtMesh> &meshes, const std::set<std::string> &keep);
 
 // One channel of a bone, sampled once a frame: Lcl Translation, Lcl Rotation (degrees, XYZ) or
 // Lcl Scaling.

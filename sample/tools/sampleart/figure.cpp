@@ -564,4 +564,71 @@ std::vector<FbxAnimation_t> BuildHumanoidAnimations(const HumanoidRig_t &rig)
 	}
 	return anims;
 }
+
+HeroStyle_t HeroStyle(const std::string &hero)
+{
+	HeroStyle_t style;
+	FigureLook_t &l = style.m_Look;
+	Proportions_t &p = style.m_Proportions;
+	l.m_Name = hero;
+	if (hero == "bramble")
+	{
+		p.flBulk = 0.95;
+		p.flShoulderHalf = 15.5;
+		p.flHipHalf = 8.2;
+		l.m_Skin = Rgb(200, 164, 124);
+		l.m_Primary = Rgb(64, 122, 52);
+		l.m_Secondary = Rgb(112, 80, 50);
+		l.m_Accent = Rgb(96, 72, 42);
+		l.m_Hair = Rgb(84, 58, 34);
+		l.m_Eye = Rgb(90, 170, 60);
+		l.m_nPattern = 1;
+		l.m_nSeed = 11;
+		l.m_bPointedEars = true;
+	}
+	else if (hero == "cinder")
+	{
+		p.flBulk = 0.9;
+		p.flShoulderHalf = 15.0;
+		p.flArmAngle = 28.0;
+		l.m_Skin = Rgb(238, 204, 176);
+		l.m_Primary = Rgb(172, 38, 26);
+		l.m_Secondary = Rgb(242, 124, 32);
+		l.m_Accent = Rgb(204, 162, 62);
+		l.m_Hair = Rgb(242, 112, 32);
+		l.m_Eye = Rgb(255, 140, 30);
+		l.m_nPattern = 2;
+		l.m_nSeed = 21;
+		l.m_bRobe = true;
+	}
+	else if (hero == "tidewarden")
+	{
+		p.flScale = 1.04;
+		p.flBulk = 1.12;
+		p.flShoulderHalf = 17.0;
+		p.flHipHalf = 9.0;
+		l.m_Skin = Rgb(112, 172, 182);
+		l.m_Primary = Rgb(30, 68, 132);
+		l.m_Secondary = Rgb(30, 142, 142);
+		l.m_Accent = Rgb(210, 226, 232);
+		l.m_Hair = Rgb(20, 92, 112);
+		l.m_Eye = Rgb(250, 230, 120);
+		l.m_nPattern = 3;
+		l.m_nSeed = 31;
+		l.m_bFins = true;
+		l.m_bBald = true;
+	}
+	else
+	{
+		l.m_Skin = Rgb(172, 172, 178);
+		l.m_Primary = Rgb(132, 132, 142);
+		l.m_Secondary = Rgb(112, 112, 122);
+		l.m_Accent = Rgb(92, 92, 102);
+		l.m_Hair = Rgb(80, 80, 86);
+		l.m_Eye = Rgb(60, 60, 72);
+		l.m_nSeed = 41;
+		l.m_bBald = true;
+	}
+	return style;
+}
 } // namespace sampleart

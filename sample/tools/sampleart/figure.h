@@ -62,6 +62,15 @@ struct FigureLook_t
 	double m_flHunch = 0.0; // a bent back in degrees, for an old figure
 };
 
+// The looks and proportions of the sample heroes by their short name ("bramble"); a hero the
+// table does not know is drawn in the mannequin's grey.
+struct HeroStyle_t
+{
+	Proportions_t m_Proportions;
+	FigureLook_t m_Look;
+};
+HeroStyle_t HeroStyle(const std::string &hero);
+
 HumanoidRig_t BuildHumanoidRig(const Proportions_t &proportions);
 
 // The body as one mesh of closed shells; `detail` scales the number of segments (1 is a hero's

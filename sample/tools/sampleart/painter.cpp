@@ -47,17 +47,17 @@ double Fractal2(double x, double y, int seed, int octaves)
 
 void CAtlasPainter::Paint(QImage &colour, QImage &normal, bool withAlpha) const
 {
-	const int n = m_nSize;
-	colour = QImage(n, n, withAlpha ? QImage::Format_ARGB32 : QImage::Format_RGB32);
-	normal = QImage(n, n, QImage::Format_RGB32);
-	std::vector<double> heights((size_t)n * n, 0.0);
-	std::vector<int> regionOf((size_t)n * n, -1);
-	for (int y = 0; y < n; ++y)
+	const int w = m_nWidth, h = m_nHeight;
+	colour = QImage(w, h, withAlpha ? QImage::Format_ARGB32 : QImage::Format_RGB32);
+	normal = QImage(w, h, QImage::Format_RGB32);
+	std::vector<double> heights((size_t)w * h, 0.0);
+	std::vector<int> regionOf((size_t)w * h, -1);
+	for (int y = 0; y < h; ++y)
 	{
-		const double v = 1.0 - (y + 0.5) / n; // image rows run down, v runs up
-		for (int x = 0; x < n; ++x)
+		const double v = 1.0 - (y + 0.5) / h; // image rows run down, v runs up
+		for (int x = 0; x < w; ++x)
 		{
-			const double u = (x + 0.5) / n;
+			const double u = (x + 0.5) / w;
 			Texel_t texel;
 			texel.colour = m_Background;
 			// A region paints its rectangle and, so that filtering at its edges finds its own
@@ -65,11 +65,11 @@ void CAtlasPainter::Paint(QImage &colour, QImage &normal, bool withAlpha) const
 			int found = -1;
 			for (int pass = 0; pass < 2 && found < 0; ++pass)
 			{
-				const double margin = pass == 0 ? 0.0 : 4.0 / n;
+				const double marginU = pass == 0 ? 0.0 : 4.0 / w, marginV = pass == 0 ? 0.0 : 4.0 / h;
 				for (size_t r = 0; r < m_Regions.size(); ++r)
 				{
 					const UVRect_t &rect = m_Regions[r].rect;
-					if (u >= rect.u0 - margin && u < rect.u1 + margin && v >= rect.v0 - margin && v < rect.v1 + margin)
+					if (u >= rect.u0 - marginU && u < rect.u1 + marginU && v >= rect.v0 - marginV && v < rect.v1 + marginV)
 					{
 						found = (int)r;
 						texel = m_Regions[r].paint(Clamp((u - rect.u0) / (rect.u1 - rect.u0), 0.0, 1.0),
@@ -78,26 +78,26 @@ void CAtlasPainter::Paint(QImage &colour, QImage &normal, bool withAlpha) const
 					}
 				}
 			}
-			regionOf[(size_t)y * n + x] = found;
-			heights[(size_t)y * n + x] = texel.height;
+			regionOf[(size_t)y * w + x] = found;
+			heights[(size_t)y * w + x] = texel.height;
 			colour.setPixel(x, y, qRgba(ToByte(texel.colour.x), ToByte(texel.colour.y), ToByte(texel.colour.z), withAlpha ? ToByte(texel.alpha) : 255));
 		}
 	}
 	// Slopes within a region only, so that region borders make no ridges.
 	auto heightAt = [&](int x, int y, int region, double fallback)
 	{
-		if (x < 0 || y < 0 || x >= n || y >= n || regionOf[(size_t)y * n + x] != region)
+		if (x < 0 || y < 0 || x >= w || y >= h || regionOf[(size_t)y * w + x] != region)
 			return fallback;
-		return heights[(size_t)y * n + x];
+		return heights[(size_t)y * w + x];
 	};
-	for (int y = 0; y < n; ++y)
+	for (int y = 0; y < h; ++y)
 	{
-		for (int x = 0; x < n; ++x)
+		for (int x = 0; x < w; ++x)
 		{
-			const int region = regionOf[(size_t)y * n + x];
-			const double h = heights[(size_t)y * n + x];
-			const double dx = (heightAt(x + 1, y, region, h) - heightAt(x - 1, y, region, h)) * 0.5;
-			const double dv = (heightAt(x, y - 1, region, h) - heightAt(x, y + 1, region, h)) * 0.5; // up the image is +v
+			const int region = regionOf[(size_t)y * w + x];
+			const double height = heights[(size_t)y * w + x];
+			const double dx = (heightAt(x + 1, y, region, height) - heightAt(x - 1, y, region, height)) * 0.5;
+			const double dv = (heightAt(x, y - 1, region, height) - heightAt(x, y + 1, region, height)) * 0.5; // up the image is +v
 			const Vec3 nrm = Normalize({ -dx, -dv, 1.0 });
 			normal.setPixel(x, y, qRgb(ToByte(nrm.x * 0.5 + 0.5), ToByte(nrm.y * 0.5 + 0.5), ToByte(nrm.z * 0.5 + 0.5)));
 		}

@@ -31,7 +31,8 @@ struct AtlasRegion_t
 class CAtlasPainter
 {
 public:
-	explicit CAtlasPainter(int size) : m_nSize(size) {}
+	explicit CAtlasPainter(int size) : m_nWidth(size), m_nHeight(size) {}
+	CAtlasPainter(int width, int height) : m_nWidth(width), m_nHeight(height) {}
 
 	void Add(const UVRect_t &rect, PaintFn_t paint) { m_Regions.push_back({ rect, std::move(paint) }); }
 	// Where no region lies.
@@ -41,7 +42,7 @@ public:
 	void Paint(QImage &colour, QImage &normal, bool withAlpha = false) const;
 
 private:
-	int m_nSize;
+	int m_nWidth, m_nHeight;
 	Vec3 m_Background{ 0.5, 0.5, 0.5 };
 	std::vector<AtlasRegion_t> m_Regions;
 };

@@ -5,6 +5,7 @@
 
 #include "animbuilder.h"
 #include "painter.h"
+#include "propshapes.h"
 
 namespace sampleart
 {
@@ -16,9 +17,11 @@ UVRect_t PropCell(EPropSurface surface)
 	return { u0 + inset, v0 + inset, u0 + 0.25 - inset, v0 + 0.5 - inset };
 }
 
-void PaintPropTextures(const PropPalette_t &palette, int size, QImage &colour, QImage &normal)
+void PaintPropTextures(const PropPalette_t &palette, int size, QImage &colour, QImage &normal) { PaintPropTextures(palette, size, size, colour, normal); }
+
+void PaintPropTextures(const PropPalette_t &palette, int width, int height, QImage &colour, QImage &normal)
 {
-	CAtlasPainter painter(size);
+	CAtlasPainter painter(width, height);
 	const PropPalette_t P = palette;
 	painter.SetBackground(P.m_Colours[SURFACE_WOOD]);
 	painter.Add(PropCell(SURFACE_WOOD),
@@ -107,17 +110,14 @@ void PaintPropTextures(const PropPalette_t &palette, int size, QImage &colour, Q
 	painter.Paint(colour, normal);
 }
 
-namespace
-{
 int Segments(int base, double detail) { return std::max(4, (int)std::lround(base * detail)); }
 
-void Tube(CArtMesh &mesh, const std::vector<Station_t> &stations, int segments, EPropSurface surface, const WeightFn_t &weights, double capA = 0.3,
-	double capB = 0.3, const Vec3 &hint = { 1, 0, 0 })
+void Tube(CArtMesh &mesh, const std::vector<Station_t> &stations, int segments, EPropSurface surface, const WeightFn_t &weights, double capA,
+	double capB, const Vec3 &hint)
 {
 	mesh.AddLoft(RingsThrough(stations, hint), segments, capA, capB, PropCell(surface), weights);
 }
 
-// A cone from `base` along `dir`, `length` long and `radius` across at its foot.
 void Spike(CArtMesh &mesh, const Vec3 &base, const Vec3 &dir, double length, double radius, int segments, EPropSurface surface, const WeightFn_t &weights)
 {
 	const Vec3 d = Normalize(dir);
@@ -125,9 +125,8 @@ void Spike(CArtMesh &mesh, const Vec3 &base, const Vec3 &dir, double length, dou
 		segments, surface, weights, radius * 0.2, radius * 0.15, std::fabs(d.z) > 0.9 ? Vec3{ 1, 0, 0 } : Vec3{ 0, 0, 1 });
 }
 
-// A leaf: a flat almond, `length` long, growing from `base` along `dir`, its face toward `up`.
 void LeafSlab(CArtMesh &mesh, const Vec3 &base, const Vec3 &dir, const Vec3 &up, double length, double width, const WeightFn_t &weights,
-	double detail = 1.0)
+	double detail)
 {
 	std::vector<Vec2> outline;
 	const int n = std::max(3, (int)std::lround(8 * detail));
@@ -145,13 +144,17 @@ void LeafSlab(CArtMesh &mesh, const Vec3 &base, const Vec3 &dir, const Vec3 &up,
 	mesh.AddSlab(frame, outline, std::max(0.4, width * 0.15), PropCell(SURFACE_LEAF), weights);
 }
 
-// The line of a staff held in a hand: through the grip, leaning a little forward.
-struct StaffLine_t
-{
-	Vec3 grip, dir;
-	Vec3 At(double along) const { return grip + dir * along; }
-};
 StaffLine_t HeldStaff(const HumanoidRig_t &rig) { return { rig.Grip(1), Normalize({ 0.05, -0.18, 1.0 }) }; }
+
+PropPalette_t Palette(std::initializer_list<Vec3> colours, int seed)
+{
+	PropPalette_t p;
+	int i = 0;
+	for (const Vec3 &c : colours)
+		p.m_Colours[i++] = c;
+	p.m_nSeed = seed;
+	return p;
+}
 
 CArtMesh NewMesh(const std::string &name)
 {
@@ -161,6 +164,8 @@ CArtMesh NewMesh(const std::string &name)
 	return mesh;
 }
 
+namespace
+{
 // ------------------------------------------------------------------------------------------
 // Bramble
 
@@ -477,16 +482,6 @@ CArtMesh TideTrident(CSkeleton &sk, const HumanoidRig_t &rig, double detail, std
 		0.3 * s);
 	attachments.push_back({ "attach_weapon_tip", "hand_r", staff.At(80.0 * s) - sk.GlobalPosition(sk.Find("hand_r")), { 0, 0, 0 } });
 	return mesh;
-}
-
-PropPalette_t Palette(std::initializer_list<Vec3> colours, int seed)
-{
-	PropPalette_t p;
-	int i = 0;
-	for (const Vec3 &c : colours)
-		p.m_Colours[i++] = c;
-	p.m_nSeed = seed;
-	return p;
 }
 
 // wood, metal, cloth, leaf, glow, stone, leather, crystal

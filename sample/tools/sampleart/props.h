@@ -35,6 +35,8 @@ struct PropPalette_t
 	int m_nSeed = 1;
 };
 void PaintPropTextures(const PropPalette_t &palette, int size, QImage &colour, QImage &normal);
+// The same atlas on a texture that is not square: every cell keeps its share of the texture.
+void PaintPropTextures(const PropPalette_t &palette, int width, int height, QImage &colour, QImage &normal);
 
 // An attachment point of a model: a bone and an offset in its frame.
 struct PropAttachment_t

@@ -18,11 +18,13 @@
 #include "core/kv3text.h"
 #include "core/strtools.h"
 #include "core/utlbuffer.h"
+#include "artoutput.h"
 #include "creature.h"
 #include "documents.h"
 #include "figure.h"
 #include "painter.h"
 #include "props.h"
+#include "sessionart.h"
 
 namespace sampleart
 {
@@ -49,81 +51,6 @@ std::string BaseName(const std::string &path)
 	return StripExtension(slash == std::string::npos ? path : path.substr(slash + 1));
 }
 bool EndsWith(const std::string &text, const std::string &end) { return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0; }
-
-// The looks and proportions of the sample heroes; a hero the table does not know is drawn in
-// the mannequin's grey.
-struct HeroStyle_t
-{
-	Proportions_t m_Proportions;
-	FigureLook_t m_Look;
-};
-
-HeroStyle_t HeroStyle(const std::string &hero)
-{
-	HeroStyle_t style;
-	FigureLook_t &l = style.m_Look;
-	Proportions_t &p = style.m_Proportions;
-	l.m_Name = hero;
-	if (hero == "bramble")
-	{
-		p.flBulk = 0.95;
-		p.flShoulderHalf = 15.5;
-		p.flHipHalf = 8.2;
-		l.m_Skin = Rgb(200, 164, 124);
-		l.m_Primary = Rgb(64, 122, 52);
-		l.m_Secondary = Rgb(112, 80, 50);
-		l.m_Accent = Rgb(96, 72, 42);
-		l.m_Hair = Rgb(84, 58, 34);
-		l.m_Eye = Rgb(90, 170, 60);
-		l.m_nPattern = 1;
-		l.m_nSeed = 11;
-		l.m_bPointedEars = true;
-	}
-	else if (hero == "cinder")
-	{
-		p.flBulk = 0.9;
-		p.flShoulderHalf = 15.0;
-		p.flArmAngle = 28.0;
-		l.m_Skin = Rgb(238, 204, 176);
-		l.m_Primary = Rgb(172, 38, 26);
-		l.m_Secondary = Rgb(242, 124, 32);
-		l.m_Accent = Rgb(204, 162, 62);
-		l.m_Hair = Rgb(242, 112, 32);
-		l.m_Eye = Rgb(255, 140, 30);
-		l.m_nPattern = 2;
-		l.m_nSeed = 21;
-		l.m_bRobe = true;
-	}
-	else if (hero == "tidewarden")
-	{
-		p.flScale = 1.04;
-		p.flBulk = 1.12;
-		p.flShoulderHalf = 17.0;
-		p.flHipHalf = 9.0;
-		l.m_Skin = Rgb(112, 172, 182);
-		l.m_Primary = Rgb(30, 68, 132);
-		l.m_Secondary = Rgb(30, 142, 142);
-		l.m_Accent = Rgb(210, 226, 232);
-		l.m_Hair = Rgb(20, 92, 112);
-		l.m_Eye = Rgb(250, 230, 120);
-		l.m_nPattern = 3;
-		l.m_nSeed = 31;
-		l.m_bFins = true;
-		l.m_bBald = true;
-	}
-	else
-	{
-		l.m_Skin = Rgb(172, 172, 178);
-		l.m_Primary = Rgb(132, 132, 142);
-		l.m_Secondary = Rgb(112, 112, 122);
-		l.m_Accent = Rgb(92, 92, 102);
-		l.m_Hair = Rgb(80, 80, 86);
-		l.m_Eye = Rgb(60, 60, 72);
-		l.m_nSeed = 41;
-		l.m_bBald = true;
-	}
-	return style;
-}
 
 // The form of a hero's model: its own (list 0, persona 0), a persona's form (list 0, persona
 // n), a persona block's form (list n, persona 0), or that form in other colours.
@@ -160,46 +87,6 @@ FigureLook_t HeroForm(const std::string &hero, const FigureLook_t &base, int lis
 	return l;
 }
 
-// The skeleton cut down to the bones that `meshes` are weighted to, the bones named in `keep`,
-// and their ancestors; the meshes' weights are renumbered to match.
-CSkeleton PruneSkeleton(const CSkeleton &skeleton, std::vector<CArtMesh> &meshes, const std::set<std::string> &keep)
-{
-	std::vector<bool> wanted(skeleton.Count(), false);
-	for (const CArtMesh &mesh : meshes)
-	{
-		for (const auto &weights : mesh.m_Weights)
-		{
-			for (const BoneWeight_t &w : weights)
-				wanted[w.nBone] = true;
-		}
-	}
-	for (int b = 0; b < skeleton.Count(); ++b)
-		wanted[b] = wanted[b] || keep.count(skeleton.m_Bones[b].m_Name) > 0;
-	for (int b = skeleton.Count() - 1; b >= 0; --b)
-	{
-		for (int p = skeleton.m_Bones[b].m_nParent; wanted[b] && p >= 0; p = skeleton.m_Bones[p].m_nParent)
-			wanted[p] = true;
-	}
-	CSkeleton out;
-	std::vector<int> map(skeleton.Count(), -1);
-	for (int b = 0; b < skeleton.Count(); ++b)
-	{
-		if (!wanted[b])
-			continue;
-		const int parent = skeleton.m_Bones[b].m_nParent;
-		map[b] = out.Add(skeleton.m_Bones[b].m_Name, parent >= 0 ? map[parent] : -1, skeleton.GlobalPosition(b));
-	}
-	for (CArtMesh &mesh : meshes)
-	{
-		for (auto &weights : mesh.m_Weights)
-		{
-			for (BoneWeight_t &w : weights)
-				w.nBone = map[w.nBone];
-		}
-	}
-	return out;
-}
-
 // One written model: its document and what the document's meshes are made of.
 struct TexturePaths_t
 {
@@ -211,7 +98,7 @@ class CSampleArtGenerator
 {
 public:
 	CSampleArtGenerator(const std::string &sampleDir, const std::string &outDir, SampleArtReport_t &report)
-		: m_SampleDir(sampleDir), m_OutDir(outDir), m_Report(report)
+		: m_SampleDir(sampleDir), m_Out(outDir, report), m_Report(report)
 	{
 	}
 
@@ -219,24 +106,15 @@ public:
 
 private:
 	// Output, with paths relative to the content root ("content/zarn/") or the game root.
-	bool WriteBytes(const std::string &rel, const void *data, size_t size);
-	bool WriteContent(const std::string &contentPath, const std::string &text) { return WriteBytes("content/zarn/" + contentPath, text.data(), text.size()); }
-	bool WritePng(const std::string &contentPath, const QImage &image)
-	{
-		std::string bytes, error;
-		if (!EncodePng(image, bytes, &error))
-		{
-			Error(contentPath + ": " + error);
-			return false;
-		}
-		return WriteContent(contentPath, bytes);
-	}
-	void WriteFbx(const std::string &outRel, const FbxScene_t &scene);
+	bool WriteBytes(const std::string &rel, const void *data, size_t size) { return m_Out.WriteBytes(rel, data, size); }
+	bool WriteContent(const std::string &contentPath, const std::string &text) { return m_Out.WriteText("content/zarn/" + contentPath, text); }
+	bool WritePng(const std::string &contentPath, const QImage &image) { return m_Out.WritePng("content/zarn/" + contentPath, image); }
+	void WriteFbx(const std::string &outRel, const FbxScene_t &scene) { m_Out.WriteFbx(outRel, scene); }
 	TexturePaths_t WriteTextures(const std::string &materialPath, const QImage &colour, const QImage &normal);
 	void WriteSettings(const std::string &texturePath, int maxres);
 	void WriteMaterial(const std::string &materialPath, const MaterialDocument_t &material);
 	void WriteModel(const std::string &modelPath, const ModelDocument_t &doc);
-	void Error(const std::string &text) { m_Report.m_Errors.push_back(text); }
+	void Error(const std::string &text) { m_Out.Error(text); }
 
 	bool LoadScripts();
 	void MakeHeroes();
@@ -248,7 +126,6 @@ private:
 	void MakeOverlays();
 	void MakeTemplateMaterials();
 	void MakeLoadingScreen();
-	void MakeSessionArt();
 	void WriteItemsGame();
 
 	// A humanoid figure on a hero's rig: mesh(es), textures, material and document.
@@ -265,7 +142,8 @@ private:
 	KeyValues *FindDefaultItem(const std::string &heroName, const std::string &slot);
 	void SetVisuals(KeyValues *item, const std::vector<std::array<std::string, 3>> &entries);
 
-	std::string m_SampleDir, m_OutDir;
+	std::string m_SampleDir;
+	CArtOutput m_Out;
 	SampleArtReport_t &m_Report;
 	std::unique_ptr<KeyValues> m_pHeroes, m_pUnits, m_pManifest, m_pItemsGame;
 	std::map<std::string, HumanoidRig_t> m_Rigs;			// by hero key
@@ -274,71 +152,6 @@ private:
 	std::vector<std::string> m_TemplateAnimations;		// game-relative defaults of the templates
 	std::vector<std::string> m_TemplateMaterials;		// content-relative template materials
 };
-
-bool CSampleArtGenerator::WriteBytes(const std::string &rel, const void *data, size_t size)
-{
-	const std::filesystem::path path = std::filesystem::path(m_OutDir) / rel;
-	std::error_code ec;
-	std::filesystem::create_directories(path.parent_path(), ec);
-	CUtlString error;
-	if (!Plat_WriteFileAtomic(path.string().c_str(), data, size, &error))
-	{
-		Error(rel + ": " + error);
-		return false;
-	}
-	m_Report.m_Files.push_back(rel);
-	return true;
-}
-
-void CSampleArtGenerator::WriteFbx(const std::string &outRel, const FbxScene_t &sourceScene)
-{
-	// The points as the file keeps them, to two decimals; the topology is checked on those.
-	FbxScene_t scene = sourceScene;
-	for (CArtMesh &mesh : scene.m_Meshes)
-	{
-		mesh.Quantise(0.01);
-		const std::string problem = mesh.CheckTopology();
-		if (!problem.empty())
-			Error(outRel + ": " + problem);
-	}
-	const std::string text = WriteAsciiFbx(scene);
-	if (!WriteBytes(outRel, text.data(), text.size()))
-		return;
-	GeneratedFbx_t record;
-	record.m_Path = outRel;
-	for (const FbxBone_t &bone : scene.m_Skeleton.m_Bones)
-		record.m_Bones.push_back(bone.m_Name);
-	std::set<int> weighted;
-	for (const CArtMesh &mesh : scene.m_Meshes)
-	{
-		record.m_nControlPoints += (int)mesh.m_Points.size();
-		record.m_nFaces += mesh.FaceCount();
-		record.m_nTriangles += mesh.TriangleCount();
-		record.m_nCorners += mesh.CornerCount();
-		record.m_nShells += mesh.m_nShells;
-		record.m_nMaterials += (int)mesh.m_Materials.size();
-		for (const auto &weights : mesh.m_Weights)
-		{
-			for (const BoneWeight_t &w : weights)
-				weighted.insert(w.nBone);
-		}
-	}
-	for (int bone : weighted)
-		record.m_WeightedBones.push_back(scene.m_Skeleton.m_Bones[bone].m_Name);
-	for (const FbxAnimation_t &anim : scene.m_Animations)
-	{
-		GeneratedAnimation_t a{ anim.m_Name, anim.m_nFrames, anim.m_nFrameRate, anim.Duration(), (int)anim.m_Tracks.size(), {} };
-		std::set<std::string> bones;
-		for (const FbxTrack_t &track : anim.m_Tracks)
-		{
-			if (FbxTrackAxes(track))
-				bones.insert(scene.m_Skeleton.m_Bones[track.m_nBone].m_Name);
-		}
-		a.m_AnimatedBones.assign(bones.begin(), bones.end());
-		record.m_Animations.push_back(a);
-	}
-	m_Report.m_Fbx.push_back(record);
-}
 
 TexturePaths_t CSampleArtGenerator::WriteTextures(const std::string &materialPath, const QImage &colour, const QImage &normal)
 {
@@ -1313,116 +1126,6 @@ void CSampleArtGenerator::MakeLoadingScreen()
 		Error("items_game: the loading screen 599 is missing");
 }
 
-void CSampleArtGenerator::MakeSessionArt()
-{
-	// The sources of the sample sessions under art/, as an author would bring them to the import:
-	// a courier (a fox with a saddle) on the couriers' skeleton, so that the templates' default
-	// animations fit it, with its saddlebags as a mesh of their own; and emoticon strips.
-	const std::string dir = "art/courier/";
-	CreatureProportions_t ground, air;
-	air.bWings = true;
-	const CreatureRig_t groundRig = BuildCreatureRig(ground), airRig = BuildCreatureRig(air);
-	CreatureLook_t fox;
-	fox.m_Body = Rgb(214, 112, 46);
-	fox.m_Belly = Rgb(246, 236, 218);
-	fox.m_Accent = Rgb(60, 108, 72);
-	fox.m_Eye = Rgb(120, 80, 20);
-	fox.m_Wing = Rgb(250, 200, 150);
-	fox.m_nSeed = 81;
-	fox.m_bSaddle = true;
-	auto writeMesh = [&](const std::string &name, CArtMesh mesh, const CSkeleton &skeleton)
-	{
-		mesh.m_Name = name;
-		mesh.m_Materials = { "courier" };
-		FbxScene_t scene;
-		if (mesh.IsSkinned())
-			scene.m_Skeleton = skeleton;
-		scene.m_Meshes.push_back(mesh);
-		scene.m_Materials.push_back({ "courier", fox.m_Body });
-		WriteFbx(dir + name + ".fbx", scene);
-	};
-	fox.m_Name = "courier";
-	writeMesh("courier_lod0", BuildCreatureBody(groundRig, fox, kCourierDetail), groundRig.m_Skeleton);
-	CreatureLook_t bare = fox;
-	bare.m_bSaddleBags = false;
-	writeMesh("courier_lod1", BuildCreatureBody(groundRig, bare, kCourierDetail * 0.55), groundRig.m_Skeleton);
-	writeMesh("courier_saddlebag", BuildSaddleBags(groundRig, "courier_saddlebag"), groundRig.m_Skeleton);
-	writeMesh("courier_flying_lod0", BuildCreatureBody(airRig, fox, kCourierDetail), airRig.m_Skeleton);
-	writeMesh("courier_flying_lod1", BuildCreatureBody(airRig, bare, kCourierDetail * 0.55), airRig.m_Skeleton);
-	std::vector<FbxAnimation_t> anims = BuildCreatureAnimations(groundRig, false);
-	FbxAnimation_t forward = anims[1];
-	forward.m_Name = "run_forward";
-	anims.push_back(forward);
-	for (FbxAnimation_t &extra : BuildCourierExtraAnimations(groundRig))
-		anims.push_back(std::move(extra));
-	for (const FbxAnimation_t &anim : anims)
-	{
-		if (anim.m_Name == "idle")
-			continue; // the session takes the template's default
-		FbxScene_t scene;
-		scene.m_Skeleton = groundRig.m_Skeleton;
-		scene.m_Animations.push_back(anim);
-		WriteFbx(dir + "courier_" + anim.m_Name + ".fbx", scene);
-	}
-	QImage colour, normal;
-	PaintCreatureTextures(fox, 256, colour, normal);
-	// The specular mask: the saddle and the hooves shine, the fur does not.
-	QImage specular(256, 256, QImage::Format_RGB32);
-	for (int y = 0; y < 256; ++y)
-	{
-		for (int x = 0; x < 256; ++x)
-		{
-			const bool shiny = y >= 128 && y < 192 && x >= 160; // the horn and accent cells
-			const int g = shiny ? 200 : 40 + (int)(30 * Noise2(x / 16.0, y / 16.0, 3));
-			specular.setPixel(x, y, qRgb(g, g, g));
-		}
-	}
-	auto writeImage = [&](const std::string &path, const QImage &image)
-	{
-		std::string bytes, error;
-		if (!EncodePng(image, bytes, &error))
-			Error(path + ": " + error);
-		else
-			WriteBytes(path, bytes.data(), bytes.size());
-	};
-	writeImage(dir + "courier_color.png", colour);
-	writeImage(dir + "courier_normal.png", normal);
-	writeImage(dir + "courier_specmask.png", specular);
-
-	// Emoticons: strips of 32 by 32 frames, a face whose smile grows from frame to frame.
-	struct Emoticon_t
-	{
-		const char *pszName;
-		int frames;
-		Vec3 colour;
-	};
-	for (const Emoticon_t &e : { Emoticon_t{ "emoticon_wave.png", 3, Rgb(242, 182, 69) }, Emoticon_t{ "emoticon_grin.png", 2, Rgb(60, 200, 134) } })
-	{
-		QImage strip(32 * e.frames, 32, QImage::Format_RGB32);
-		for (int y = 0; y < 32; ++y)
-		{
-			for (int x = 0; x < 32 * e.frames; ++x)
-			{
-				const int frame = x / 32;
-				const double fx = x % 32 - 15.5, fy = y - 15.5;
-				const double r = std::sqrt(fx * fx + fy * fy);
-				Vec3 c = Rgb(250, 246, 235);
-				if (r <= 13.0)
-				{
-					c = e.colour;
-					const bool eye = (std::fabs(fx - 5.0) < 1.6 || std::fabs(fx + 5.0) < 1.6) && std::fabs(fy + 4.0) < 2.0;
-					const double smile = 3.0 + 1.5 * frame;
-					const bool mouth = fy > 2.0 && std::fabs(std::sqrt(fx * fx + (fy - 1.0) * (fy - 1.0)) - smile - 2.0) < 1.0 && std::fabs(fx) < smile + 1.5;
-					if (eye || mouth)
-						c = Rgb(40, 30, 30);
-				}
-				strip.setPixel(x, y, qRgb((int)std::lround(c.x * 255), (int)std::lround(c.y * 255), (int)std::lround(c.z * 255)));
-			}
-		}
-		writeImage(std::string("art/emoticons/") + e.pszName, strip);
-	}
-}
-
 void CSampleArtGenerator::WriteItemsGame()
 {
 	CUtlBuffer buffer;
@@ -1447,7 +1150,7 @@ bool CSampleArtGenerator::Run()
 	MakeOverlays();
 	MakeTemplateMaterials();
 	MakeLoadingScreen();
-	MakeSessionArt();
+	MakeSessionArt(m_Out);
 	WriteItemsGame();
 	// Every template default animation must have been made.
 	for (const std::string &path : m_TemplateAnimations)

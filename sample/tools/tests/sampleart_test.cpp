@@ -1,7 +1,8 @@
 // The sample game's art: the generators are deterministic and the committed files are what they
 // make; assimp reads every FBX file as the generator meant it; the items fit their slots'
-// budgets; every asset that the sample's scripts and templates name has its source; and the
-// figures, drawn from what assimp reads, look like figures and move.
+// budgets; every asset that the sample's scripts and templates name has its source; the
+// figures, drawn from what assimp reads, look like figures and move; and the art of the sample
+// sessions sits on its skeletons, and its cursors and music read back through SDL.
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,8 @@
 
 #include <QImage>
 #include <QPainter>
+
+#include <SDL.h>
 
 #include <algorithm>
 #include <cmath>
@@ -716,4 +719,164 @@ TEST(FbxWriter, TopologyCheckFindsOpenFlippedAndInwardShells)
 	EXPECT_EQ(weighted.CheckTopology(), "");
 	weighted.m_Weights[0][0].flWeight += 0.01;
 	EXPECT_NE(weighted.CheckTopology().find("sum to"), std::string::npos);
+}
+
+namespace
+{
+const std::string kArt = kSample + "/art/";
+
+// The session's mesh and its colour texture.
+artrender::RenderPart_t ArtPart(const std::string &dir, const std::string &mesh, const std::string &texture)
+{
+	return { kArt + dir + "/" + mesh, texture.empty() ? "" : kArt + dir + "/" + texture };
+}
+} // namespace
+
+TEST(SampleArt, TheSessionsWearablesSitOnTheirHeroesAndMoveWithThem)
+{
+	struct Worn_t
+	{
+		std::string m_Hero;
+		std::vector<artrender::RenderPart_t> m_Parts; // both levels of detail and any other mesh
+	};
+	const std::vector<Worn_t> worn = {
+		{ "bramble", { ArtPart("wearables/bramble_head", "bramble_head.fbx", "bramble_head_color.png"),
+						 ArtPart("wearables/bramble_head", "bramble_head_lod1.fbx", "bramble_head_color.png") } },
+		{ "bramble", { ArtPart("wearables/bramble_back", "bramble_back.fbx", "bramble_back_color.png"),
+						 ArtPart("wearables/bramble_back", "bramble_back_lod1.fbx", "bramble_back_color.png") } },
+		{ "bramble", { ArtPart("bramble_misc", "seed_pod_lantern.fbx", "seed_pod_lantern_color.png"),
+						 ArtPart("bramble_misc", "seed_pod_lantern_lod1.fbx", "seed_pod_lantern_glass_color.png") } },
+		{ "cinder", { ArtPart("wearables/cinder_weapon", "cinder_weapon.fbx", "cinder_weapon_color.png"),
+						ArtPart("wearables/cinder_weapon", "cinder_weapon_lod1.fbx", "cinder_weapon_color.png"),
+						ArtPart("wearables/cinder_weapon", "cinder_weapon_fx.fbx", "") } },
+		{ "tidewarden", { ArtPart("wearables/tidewarden_weapon", "tidewarden_weapon.fbx", "tidewarden_weapon_color.png"),
+						   ArtPart("wearables/tidewarden_weapon", "tidewarden_weapon_lod1.fbx", "tidewarden_weapon_color.png") } },
+	};
+	for (const Worn_t &w : worn)
+	{
+		for (const artrender::RenderPart_t &item : w.m_Parts)
+		{
+			SCOPED_TRACE(item.m_Mesh);
+			const std::vector<artrender::RenderPart_t> parts = { Part("models/heroes/" + w.m_Hero + "/" + w.m_Hero + ".zmdl"), item };
+			std::string error;
+			artrender::RenderView_t side;
+			side.m_flYaw = 150.0; // from behind and the side, so that a quiver on the back shows
+			const QImage still = artrender::RenderParts(parts, side, error);
+			ASSERT_FALSE(still.isNull()) << error;
+			// The item alone covers part of the hero's frame and moves when the hero runs.
+			artrender::RenderView_t running = side;
+			running.m_Animation = kContent + "animations/heroes/" + w.m_Hero + "/" + w.m_Hero + "_run.fbx";
+			running.m_flTime = 0.25;
+			const QImage alone = artrender::RenderParts({ item }, side, error);
+			const QImage moved = artrender::RenderParts({ item }, running, error);
+			ASSERT_FALSE(alone.isNull() || moved.isNull()) << error;
+			EXPECT_GT(artrender::MeasureCoverage(alone).m_flFilled, 0.002);
+			EXPECT_GT(artrender::DifferentPixels(alone, moved), 0.002);
+			const std::string name = "session_" + fs::path(item.m_Mesh).stem().string();
+			SaveForLooking(still, name);
+			SaveForLooking(alone, name + "_alone");
+			SaveForLooking(artrender::RenderParts(parts, running, error), name + "_run");
+		}
+	}
+}
+
+TEST(SampleArt, TheSessionsWardAndThornDraw)
+{
+	std::string error;
+	artrender::RenderView_t view;
+	view.m_flYaw = 30.0;
+	view.m_nWidth = view.m_nHeight = 256;
+	// The ward on the wards' skeleton: the template's default idle, in the game tree, moves it.
+	const artrender::RenderPart_t ward = ArtPart("ward", "owl_ward.fbx", "owl_ward_color.png");
+	for (const artrender::RenderPart_t &part : { ward, ArtPart("ward", "owl_ward_lod1.fbx", "owl_ward_color.png") })
+	{
+		const QImage still = artrender::RenderParts({ part }, view, error);
+		ASSERT_FALSE(still.isNull()) << error;
+		EXPECT_GT(artrender::MeasureCoverage(still).m_flFilled, 0.05);
+		artrender::RenderView_t idle = view;
+		idle.m_Animation = kGame + "animations/ward/ward_idle.fbx";
+		idle.m_flTime = 0.5;
+		const QImage moved = artrender::RenderParts({ part }, idle, error);
+		ASSERT_FALSE(moved.isNull()) << error;
+		EXPECT_GT(artrender::DifferentPixels(still, moved), 0.005);
+		SaveForLooking(still, "session_" + fs::path(part.m_Mesh).stem().string());
+		SaveForLooking(moved, "session_" + fs::path(part.m_Mesh).stem().string() + "_idle");
+	}
+	// The thorn flies along -Y: seen from its side.
+	view.m_flYaw = 90.0;
+	for (const artrender::RenderPart_t &part : { ArtPart("bramble_thorn_volley", "thorn.fbx", "thorn_color.png"), ArtPart("bramble_thorn_volley", "thorn_fx.fbx", "") })
+	{
+		const QImage still = artrender::RenderParts({ part }, view, error);
+		ASSERT_FALSE(still.isNull()) << error;
+		EXPECT_GT(artrender::MeasureCoverage(still).m_flFilled, 0.02);
+		SaveForLooking(still, "session_" + fs::path(part.m_Mesh).stem().string());
+	}
+}
+
+TEST(SampleArt, TheSessionsCursorsAndMusicReadBackThroughSdl)
+{
+	// SDL reads each cursor as a 64 by 64 image with an alpha channel, pixel for pixel what Qt
+	// reads; each has clear and opaque pixels.
+	int cursors = 0;
+	for (const auto &entry : fs::directory_iterator(kArt + "cursors"))
+	{
+		const std::string path = entry.path().string();
+		SCOPED_TRACE(path);
+		++cursors;
+		SDL_Surface *loaded = SDL_LoadBMP(path.c_str());
+		ASSERT_NE(loaded, nullptr) << SDL_GetError();
+		EXPECT_EQ(loaded->w, 64);
+		EXPECT_EQ(loaded->h, 64);
+		EXPECT_NE(loaded->format->Amask, 0u);
+		SDL_Surface *argb = SDL_ConvertSurfaceFormat(loaded, SDL_PIXELFORMAT_ARGB8888, 0);
+		SDL_FreeSurface(loaded);
+		ASSERT_NE(argb, nullptr) << SDL_GetError();
+		const QImage qt = QImage(QString::fromStdString(path)).convertToFormat(QImage::Format_ARGB32);
+		ASSERT_EQ(qt.width(), 64);
+		int clear = 0, opaque = 0, differ = 0;
+		for (int y = 0; y < 64; ++y)
+		{
+			const uint32_t *row = reinterpret_cast<const uint32_t *>(static_cast<const uint8_t *>(argb->pixels) + y * argb->pitch);
+			for (int x = 0; x < 64; ++x)
+			{
+				differ += row[x] != qt.pixel(x, y);
+				clear += qAlpha(qt.pixel(x, y)) == 0;
+				opaque += qAlpha(qt.pixel(x, y)) == 255;
+			}
+		}
+		SDL_FreeSurface(argb);
+		EXPECT_EQ(differ, 0);
+		EXPECT_GT(clear, 64 * 64 / 5);
+		EXPECT_GT(opaque, 64 * 64 / 10);
+	}
+	EXPECT_EQ(cursors, 6);
+
+	// SDL reads each track as 16-bit mono sound of a few seconds that is not silent.
+	int tracks = 0;
+	for (const auto &entry : fs::directory_iterator(kArt + "music"))
+	{
+		const std::string path = entry.path().string();
+		SCOPED_TRACE(path);
+		++tracks;
+		SDL_AudioSpec spec;
+		Uint8 *buffer = nullptr;
+		Uint32 length = 0;
+		ASSERT_NE(SDL_LoadWAV(path.c_str(), &spec, &buffer, &length), nullptr) << SDL_GetError();
+		EXPECT_EQ(spec.freq, 11025);
+		EXPECT_EQ(spec.channels, 1);
+		EXPECT_EQ(spec.format, AUDIO_S16LSB);
+		const size_t count = length / 2;
+		const double seconds = double(count) / spec.freq;
+		EXPECT_GT(seconds, 1.5);
+		EXPECT_LT(seconds, 5.0);
+		double energy = 0.0;
+		for (size_t i = 0; i < count; ++i)
+		{
+			const double s = reinterpret_cast<const int16_t *>(buffer)[i];
+			energy += s * s;
+		}
+		SDL_FreeWAV(buffer);
+		EXPECT_GT(std::sqrt(energy / std::max<size_t>(count, 1)), 1000.0);
+	}
+	EXPECT_EQ(tracks, 4);
 }

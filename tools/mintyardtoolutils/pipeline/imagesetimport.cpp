@@ -13,6 +13,7 @@
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/core/templateaccess.h"
 #include "mintyardtoolutils/pipeline/importdriver.h"
+#include "mintyardtoolutils/pipeline/importstages.h"
 
 namespace
 {
@@ -74,6 +75,7 @@ void LoadingScreenImport(CMintyardCfg_ZarnImageSet *pImageSet, ImportMessageList
 		list.Log(MINTYARD_IMPORT_LOG_INFO, "Reading loading screen: %s\n", pImage->Value().c_str());
 		CImageRGBA8 source;
 		CUtlString error;
+		CImportStageTimer timer(MINTYARD_STAGE_IMAGES);
 		if (!Image_LoadFile(pImage->Value().c_str(), source, &error))
 		{
 			list.Log(MINTYARD_IMPORT_LOG_ERROR, "%s\n", error.c_str());

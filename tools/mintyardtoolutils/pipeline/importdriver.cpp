@@ -13,6 +13,7 @@
 #include "mintyardtoolutils/core/cfgelements.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/pipeline/imagesetimport.h"
+#include "mintyardtoolutils/pipeline/importstages.h"
 #include "mintyardtoolutils/pipeline/meshpreparation.h"
 #include "mintyardtoolutils/pipeline/modelimport.h"
 #include "mintyardtoolutils/pipeline/modelvalidation.h"
@@ -105,6 +106,7 @@ bool PlaceFile(EMintyardCopyMode eMode, const char *pszSource, const CUtlString 
 		return false;
 	}
 	list.Log(MINTYARD_IMPORT_LOG_INFO, "==> '%s'\n", absolute.c_str());
+	CImportStageTimer timer(MINTYARD_STAGE_PLACEMENT);
 	SourceControlGuard guard(absolute.c_str());
 	MakeParentFolders(absolute);
 	if (eMode == MINTYARD_COPY_MESH && V_StrEqualNoCase(GetPathExtension(pszSource), "dmx"))
@@ -165,6 +167,8 @@ CUtlString GamePath(const CMintyardImportSession *pSession, const char *pszGameR
 void RunImport(CMintyardImportSession *pSession, bool bItemMode, ImportMessageList &list, bool bRelaxed)
 {
 	CStallMonitorScope stall("Mintyard Session Import", 5000);
+	ResetImportStageTimes();
+	const auto start = std::chrono::steady_clock::now();
 	if (!pSession || pSession->GetContentRoot().empty() || pSession->GetGameRoot().empty())
 	{
 		list.AddError("Internal Error: Invalid game or content search path.");
@@ -189,6 +193,16 @@ void RunImport(CMintyardImportSession *pSession, bool bItemMode, ImportMessageLi
 	for (CMintyardCfg_ZarnImageSet *pImageSet : pSession->m_ImageSets)
 		ImageSetImport(pImageSet, bItemMode, list);
 	// Sound sets and misc data have no step of their own: their files travel in the submission.
+
+	MintyardImportStageTimes_t &times = const_cast<MintyardImportStageTimes_t &>(GetImportStageTimes());
+	times.m_flTotal = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+	CUtlString stages;
+	for (int i = 0; i < MINTYARD_STAGE_COUNT; ++i)
+	{
+		if (times.m_flSeconds[i] > 0.0)
+			V_AppendFormat(stages, "%s%s %.2f s", stages.empty() ? "" : ", ", GetImportStageName((EMintyardImportStage)i), times.m_flSeconds[i]);
+	}
+	list.Log(MINTYARD_IMPORT_LOG_INFO, "Import took %.2f s%s%s%s\n", times.m_flTotal, stages.empty() ? "" : " (", stages.c_str(), stages.empty() ? "" : ")");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -232,6 +246,7 @@ bool WriteBufferToContent(CMintyardImportSession *pSession, const void *pData, s
 		list.AddError("#ZARN_Mintyard_Err_BadPath", absolute.c_str());
 		return false;
 	}
+	CImportStageTimer timer(MINTYARD_STAGE_PLACEMENT);
 	SourceControlGuard guard(absolute.c_str());
 	MakeParentFolders(absolute);
 	if (!Plat_WriteFileAtomic(absolute.c_str(), pData, nSize))
@@ -264,6 +279,7 @@ bool CompileAsset(CMintyardImportSession *pSession, const char *pszAbsolutePath,
 	CUtlString name = pSession ? pSession->GetCompileLabel() : CUtlString();
 	if (name.empty() && pSession && pSession->GetNameElement())
 		name = pSession->GetNameElement()->Value();
+	CImportStageTimer timer(MINTYARD_STAGE_COMPILES);
 	CImportLogMessageScopeGuard guard(list, name.c_str());
 	ResourceCompileParams_t params;
 	params.m_pListener = &guard;

@@ -10,6 +10,7 @@
 #include "mintyardtoolutils/core/cfgelements.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/pipeline/importdriver.h"
+#include "mintyardtoolutils/pipeline/importstages.h"
 #include "toolframework/toolframework.h"
 
 namespace
@@ -66,6 +67,7 @@ const char *GetMaterialTextureDefault(int nIndex)
 void CheckTextureSize(const CMintyardImportSession *pSession, const CMintyardTemplate_ZarnMaterial *pTemplate,
 	const char *pszContentRelativeTexture, ImportMessageList &list)
 {
+	CImportStageTimer timer(MINTYARD_STAGE_CHECKS);
 	const CUtlString absolute = ContentPath(pSession, pszContentRelativeTexture);
 	CImageRGBA8 image;
 	CUtlString error;

@@ -6,6 +6,7 @@
 #include "filesystem/filesystem.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/pipeline/importdriver.h"
+#include "mintyardtoolutils/pipeline/importstages.h"
 #include "mintyardtoolutils/pipeline/materialimport.h"
 #include "mintyardtoolutils/pipeline/modelvalidation.h"
 #include "modeldoc/modeldoc.h"
@@ -418,6 +419,7 @@ void ModelImport(CMintyardCfg_ZarnModel *pModel, ImportMessageList &list)
 	if (!pModel)
 		return;
 	CImportWrittenFilesScope scope;
+	CImportStageTimer timer(MINTYARD_STAGE_DOCUMENTS);
 	s_nErrorsAtModelStart = list.GetErrorCount();
 	CMintyardImportSession *pSession = pModel->GetRootSession();
 	const CMintyardTemplate_ZarnModel *pTemplate = pModel->GetModelTemplate();

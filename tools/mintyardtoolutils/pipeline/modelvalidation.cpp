@@ -11,6 +11,7 @@
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/pipeline/importdriver.h"
 #include "mintyardtoolutils/pipeline/modelimport.h"
+#include "mintyardtoolutils/pipeline/importstages.h"
 #include "modeldoc/modeldoc.h"
 
 namespace
@@ -70,6 +71,7 @@ void ValidateCompiledModel(CMintyardCfg_ZarnModel *pModel, ImportMessageList &li
 {
 	if (!pModel)
 		return;
+	CImportStageTimer timer(MINTYARD_STAGE_CHECKS);
 	const CMintyardTemplate_ZarnModel *pTemplate = pModel->GetModelTemplate();
 	if (pTemplate->can_be_empty && pModel->IsEmpty())
 	{
@@ -154,19 +156,20 @@ void ValidateCompiledModel(CMintyardCfg_ZarnModel *pModel, ImportMessageList &li
 
 bool ValidateMeshTopology(CMintyardCfg_ZarnModel *, CModelDocNode *pMeshNode, const char *pszSourcePath, ImportMessageList &list)
 {
+	CImportStageTimer timer(MINTYARD_STAGE_CHECKS);
 	const CUtlString source = pszSourcePath ? pszSourcePath : "";
 	SourceScene_t scene;
 	CUtlString error;
 	if (!LoadSourceScene(source.c_str(), scene, error))
 	{
-		list.Log(MINTYARD_IMPORT_LOG_ERROR, "Couldn't load %s to validate it. Reason: %s", source.c_str(), error.c_str());
+		list.Log(MINTYARD_IMPORT_LOG_ERROR, "Couldn't load %s to validate it. Reason: %s\n", source.c_str(), error.c_str());
 		return true; // a broken source does not stop the import here
 	}
 	MeshTopologyReport_t report;
 	CheckSourceTopology(scene, report);
 	if (!report.bHasPositions)
 	{
-		list.Log(MINTYARD_IMPORT_LOG_ERROR, "Model %s doesn't contain 'position' vertext stream and so it could not be validated.",
+		list.Log(MINTYARD_IMPORT_LOG_ERROR, "Model %s doesn't contain 'position' vertext stream and so it could not be validated.\n",
 			pMeshNode ? pMeshNode->GetName().c_str() : source.c_str());
 		return true;
 	}

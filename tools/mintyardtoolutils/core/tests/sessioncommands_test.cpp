@@ -128,7 +128,7 @@ TEST_F(SessionCommandsTest, ZipThenUnzipRoundTrip)
 	EXPECT_TRUE(zip->FileExistsInZip("mintyard_import_manifest.txt"));
 	EXPECT_TRUE(zip->FileExistsInZip("model_courier/lod1_saddlebag.fbx"));
 	EXPECT_TRUE(zip->FileExistsInZip("model_courier/material_body/color.png"));
-	EXPECT_TRUE(zip->FileExistsInZip("model_courier/run_bundle/run_turn_left.fbx"));
+	EXPECT_TRUE(zip->FileExistsInZip("model_courier/run_bundle/run_anim_turnpose_left.fbx"));
 	EXPECT_TRUE(zip->FileExistsInZip("model_courier_flying/lod1.fbx"));
 
 	result = Run("unzip --game " + kGame + " " + zipPath);

@@ -2,7 +2,9 @@
 // into the game tree with a copy of its cursor list, ability icons by hero, and the item mode.
 #include <gtest/gtest.h>
 
+#include "compiledassets/compiledassets.h"
 #include "core/keyvalues.h"
+#include "imaging/imageload.h"
 #include "importtestgame.h"
 #include "testsupport/test_images.h"
 
@@ -147,4 +149,40 @@ TEST(ImageSets, AbilityIconsGoUnderTheirHero)
 	list = game.Run(true);
 	ASSERT_NE(list.Find("Unrecognized abilityicons template name: %1"), nullptr);
 	EXPECT_EQ(list.Find("Unrecognized abilityicons template name: %1")->Arg(1), "abilityicons.nobody");
+}
+
+TEST(ImageSets, ALoadingScreenComesOut2048By1024WithItsRecipeCompiled)
+{
+	CImportTestGame game;
+	auto t = std::make_unique<CMintyardTemplate>();
+	t->Init("loading_screen", "#LoadingScreen", "", false);
+	t->directory = "loading";
+	CMintyardTemplate_ZarnImageSet &set = t->image_sets.emplace_back();
+	set.Init("screen", "#Screen", "", false);
+	set.image_set_type = MINTYARD_IMAGE_SET_LOADING_SCREEN;
+	set.image_list.emplace_back().Init("screen_image", "#Image", "", false);
+	CMintyardImportSession &session = game.NewSession(std::move(t), "sunrise");
+	session.m_ImageSets[0]->m_Images[0]->SetValue(game.WriteArt("sunrise.png", testimages::MakePng(300, 100, 250, 180, 40)).c_str());
+	ImportMessageList list = game.Run();
+	ASSERT_EQ(list.GetErrorCount(), 0) << game.m_Log.m_Text;
+	CImageRGBA8 screen;
+	CUtlString error;
+	ASSERT_TRUE(Image_LoadFile(game.Content("canopy/images/loadingscreens/sunrise/loadingscreen.png").c_str(), screen, &error)) << error;
+	EXPECT_EQ(screen.Width(), 2048);
+	EXPECT_EQ(screen.Height(), 1024);
+	const std::string recipe = game.ReadFile(game.Content("canopy/images/loadingscreens/sunrise/loadingscreen.ztex"));
+	EXPECT_EQ(recipe.rfind("<!-- dmx encoding keyvalues2_noids 1 format ztex 1 -->\n", 0), 0u);
+	EXPECT_NE(recipe.find("\"m_fileName\" \"string\" \"canopy/images/loadingscreens/sunrise/loadingscreen.png\""), std::string::npos);
+	CCompiledTexture texture;
+	ASSERT_TRUE(LoadCompiledTexture(game.Game("canopy/images/loadingscreens/sunrise/loadingscreen.ztex_c").c_str(), texture, &error)) << error;
+	EXPECT_EQ(texture.m_nWidth, 2048u);
+	EXPECT_EQ(texture.m_nHeight, 1024u);
+	EXPECT_NE(game.m_Log.m_Text.find("Compiling ztex: canopy/images/loadingscreens/sunrise/loadingscreen.ztex"), std::string::npos);
+
+	// A PNG whose header is whole but whose pixels are cut off passes the checks of the inputs and
+	// fails to decode: the set ends with the element's name.
+	session.m_ImageSets[0]->m_Images[0]->SetValue(game.WriteArt("cut.png", testimages::MakePng(300, 100).substr(0, 60)).c_str());
+	list = game.Run();
+	ASSERT_NE(list.Find("#ZARN_Mintyard_Err_BadCfg", "Image"), nullptr) << game.m_Log.m_Text;
+	EXPECT_EQ(list.Find("#ZARN_Mintyard_Err_BadCfg", "Image")->Arg(2), "#Image");
 }
