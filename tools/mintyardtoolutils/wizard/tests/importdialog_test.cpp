@@ -480,6 +480,47 @@ TEST_F(ImportDialogTest, TheEditorStepsShowThePlainPageWithTheSessionsModels)
 	EXPECT_TRUE(pWizard->NextButton()->isEnabled());
 }
 
+TEST_F(ImportDialogTest, TheCourierImportsWithTheResourceCompilerOnEnteringTheLog)
+{
+	ASSERT_TRUE(std::filesystem::exists(MINTYARD_BINARY_DIR "/bin/resourcecompiler")) << "the import compiles with the resource compiler";
+	// The whole sample tree: the default animations in the game, the template materials in the
+	// content, the art and the session that names it.
+	const std::filesystem::path sample = MINTYARD_SOURCE_DIR "/sample";
+	std::filesystem::copy(sample / "game/zarn/animations", m_Game.Game("animations"), std::filesystem::copy_options::recursive);
+	std::filesystem::copy(sample / "content/zarn", m_Game.Content(""), std::filesystem::copy_options::recursive | std::filesystem::copy_options::skip_existing);
+	for (const char *folder : { "art", "sessions" })
+		std::filesystem::copy(sample / folder, m_Game.Root(folder), std::filesystem::copy_options::recursive);
+	setenv("MINTYARD_RESOURCECOMPILER", MINTYARD_BINARY_DIR "/bin/resourcecompiler", 1);
+
+	CQMintyardImportDialog *pWizard = NewWizard();
+	pWizard->OpenFile(QString::fromStdString(m_Game.Root("sessions/courier.session.txt")));
+	ASSERT_EQ(MINTYARD_STEP_INPUTS, pWizard->CurrentPage()) << m_Game.MessageTitles().join(", ").toStdString();
+	ASSERT_TRUE(pWizard->NextButton()->isEnabled()) << pWizard->StatusLabel()->text().toStdString();
+	pWizard->OnNextClicked();
+	ASSERT_EQ(MINTYARD_STEP_LOG, pWizard->CurrentPage());
+	EXPECT_FALSE(HasImportError(pWizard->RunMessages())) << FormatImportMessages(pWizard->RunMessages()).toStdString();
+	const QString log = pWizard->Log()->PlainText();
+	EXPECT_TRUE(log.contains("Import successful!")) << log.toStdString();
+	EXPECT_TRUE(log.contains("Importing model: model_courier")) << log.toStdString();
+	const std::string compiled = m_Game.Game("models/items/courier/sample_courier/sample_courier.zmdl_c");
+	EXPECT_TRUE(std::filesystem::exists(compiled)) << compiled;
+	EXPECT_TRUE(std::filesystem::exists(m_Game.Game("models/items/courier/sample_courier/sample_courier_flying.zmdl_c")));
+	EXPECT_TRUE(m_Game.m_Messages.empty()) << m_Game.MessageTitles().join(", ").toStdString();
+
+	// The editor step shows the compiled models, and the zip carries the art.
+	pWizard->OnNextClicked();
+	ASSERT_EQ(MINTYARD_STEP_PREVIEW_EDITOR, pWizard->CurrentPage());
+	CQMintyardPlainStepPage *pPage = dynamic_cast<CQMintyardPlainStepPage *>(pWizard->PreviewEditor());
+	ASSERT_NE(nullptr, pPage);
+	EXPECT_EQ(2, pPage->ModelListText().count("(compiled)")) << pPage->ModelListText().toStdString();
+	pWizard->OnNextClicked();
+	pWizard->OnNextClicked();
+	ASSERT_EQ(MINTYARD_STEP_SUBMIT, pWizard->CurrentPage());
+	EXPECT_GT(pWizard->ZipSize(), 100000u); // the meshes and textures
+	EXPECT_TRUE(pWizard->SubmitPage()->SubmitNewButton()->isEnabled());
+	unsetenv("MINTYARD_RESOURCECOMPILER");
+}
+
 // A registered factory replaces the plain page.
 namespace
 {

@@ -127,10 +127,13 @@ int main(int argc, char **argv)
 	char pattern[] = "/tmp/mintyard_shots_XXXXXX";
 	const std::string root = mkdtemp(pattern) ? pattern : "/tmp/mintyard_shots";
 	const fs::path sample = fs::path(MINTYARD_SOURCE_DIR) / "sample";
+	// The sample tree (its compiled assets aside): the import of the courier compiles for real.
 	fs::create_directories(root + "/game/zarn");
-	fs::copy(sample / "game/zarn/scripts", root + "/game/zarn/scripts", fs::copy_options::recursive);
+	for (const char *folder : { "scripts", "animations" })
+		fs::copy(sample / "game/zarn" / folder, root + "/game/zarn/" + folder, fs::copy_options::recursive);
 	fs::copy(sample / "game/core", root + "/game/core", fs::copy_options::recursive);
-	fs::create_directories(root + "/content/zarn");
+	fs::copy(sample / "content", root + "/content", fs::copy_options::recursive);
+	setenv("MINTYARD_RESOURCECOMPILER", MINTYARD_BINARY_DIR "/bin/resourcecompiler", 0);
 	setenv("MINTYARD_SCRATCH_DIR", (root + "/scratch").c_str(), 1);
 	CToolFrameworkHost host;
 	ToolFrameworkConfig_t config;
@@ -168,7 +171,7 @@ int main(int argc, char **argv)
 	Shot(pHeroes, "03_hero_dialog");
 	pHeroes->hide();
 
-	// The courier's inputs, with its sample art; then the run without a compiler.
+	// The courier's inputs, with its sample art; then its import.
 	pWizard->OpenFile(QString::fromStdString((sample / "sessions/courier.session.txt").string()));
 	WaitForBudgets(pWizard);
 	Shot(pWizard, "04_courier_inputs");
