@@ -28,6 +28,10 @@ while [ $# -gt 0 ]; do
   if [ "$1" = "-game" ] && [ $# -ge 2 ]; then
     case "$2" in /*) game="$2" ;; *) game="$top/$2" ;; esac
     shift 2
+  elif [ "$1" = "-item_file" ] && [ $# -ge 2 ] && [[ "$2" != [-+]* ]]; then
+    # The host runs from build/: a session path is taken from the top of the tree, as -game is.
+    case "$2" in /*) args+=("$1" "$2") ;; *) args+=("$1" "$top/$2") ;; esac
+    shift 2
   else
     args+=("$1")
     shift

@@ -39,6 +39,19 @@ const char *const g_ppszToolImages[] = {
 	MINTYARD_IMAGES "icon_warning.png",
 	"game:tools/images/assetbrowser/workingset.png",
 	"game:tools/images/common/lock.png",
+	// The import wizard's.
+	MINTYARD_IMAGES "mintyard_import.ico",
+	MINTYARD_IMAGES "step_separator.png",
+	MINTYARD_IMAGES "looping_animation.png",
+	MINTYARD_IMAGES "delta_animation.png",
+	MINTYARD_IMAGES "attack_animation.png",
+	MINTYARD_IMAGES "run_animation.png",
+	MINTYARD_IMAGES "mesh_limits.png",
+	MINTYARD_IMAGES "effects_mesh.png",
+	"game:tools/images/common/save_sm.png",
+	"game:tools/images/common/icon_warning_sm.png",
+	"game:tools/images/common/folder_sm.png",
+	"game:tools/images/common/halden_gear_sm.png",
 };
 const int g_nToolImageCount = (int)V_ARRAYSIZE(g_ppszToolImages);
 

@@ -37,17 +37,6 @@ public slots:
 
 namespace
 {
-// Closes whatever modal box is up (the listing's no-connection error at start).
-void CloseModalsSoon()
-{
-	QTimer::singleShot(10, [] {
-		if (QMessageBox *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget()))
-			box->done(QMessageBox::Ok);
-		else
-			CloseModalsSoon();
-	});
-}
-
 class PublishWindowTest : public testing::Test
 {
 protected:

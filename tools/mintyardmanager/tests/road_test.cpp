@@ -152,7 +152,7 @@ protected:
 		ASSERT_TRUE(m_Service.Start(m_Temp.Path("service")));
 	}
 
-	bool StartHost(const char *script, const std::string &account = "")
+	bool StartHost(const char *script, const std::string &account = "", const std::vector<std::string> &options = {})
 	{
 		std::vector<std::string> environment = {
 			// Offscreen unless the one who runs the test asks for another (xcb under Xvfb, to look).
@@ -169,7 +169,9 @@ protected:
 		};
 		if (!account.empty())
 			environment.push_back("BRUME_ACCOUNT=" + account);
-		return m_Host.Start(m_Temp.Path("road"), environment, { "-game", m_Temp.Path("game/zarn"), "-tool", TOOL_LIBRARY_PATH });
+		std::vector<std::string> arguments = { "-game", m_Temp.Path("game/zarn"), "-tool", TOOL_LIBRARY_PATH };
+		arguments.insert(arguments.end(), options.begin(), options.end());
+		return m_Host.Start(m_Temp.Path("road"), environment, arguments);
 	}
 
 	// The service's JSON for a path, parsed.
@@ -369,6 +371,52 @@ TEST_F(ToolRoad, ACoAuthorReUploadsTheContentOfAnAddonThatAnotherAccountOwns)
 	m_Host.Go("reuploaded");
 	EXPECT_EQ(0, m_Host.Finish()) << m_Host.Describe();
 	EXPECT_TRUE(fs::exists(m_Temp.Path("road/shots/not-owned.png")));
+	if (const char *keep = getenv("MINTYARD_ROAD_SHOTS"))
+		fs::copy(m_Temp.Path("road/shots"), keep, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+}
+
+// In an item mode the author makes a contract in the import wizard: the zip it builds goes to the
+// publish form, up to the service with the template's tags, and the wizard closes when the form
+// was accepted.
+TEST_F(ToolRoad, ASubmissionMadeInTheImportWizardIsPublishedFromItsZip)
+{
+	ASSERT_TRUE(StartHost("item", "", { "-mintyard_items" }));
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint published")) << m_Host.Describe();
+	const std::vector<uint64_t> ids = ListedIds();
+	ASSERT_EQ(1u, ids.size());
+	const rapidjson::Document file = Get("/api/v1/files/" + std::to_string(ids[0]));
+	ASSERT_TRUE(file.IsObject());
+	EXPECT_STREQ("Road Contract", file["title"].GetString());
+	EXPECT_EQ((std::vector<std::string>{ "Contract Only", "imported", "renewed" }), Strings(file["tags"]));
+	// The content is the wizard's zip, with the session's manifest in it.
+	uint64_t zipHandle = 0;
+	std::string zipName;
+	for (const auto &c : file["content"].GetArray())
+	{
+		const std::string name = c["name"].GetString();
+		if (name.rfind("mintyard_submit_road_contract_", 0) == 0 && name.size() > 4 && name.substr(name.size() - 4) == ".zip")
+		{
+			zipHandle = c["handle"].GetUint64();
+			zipName = name;
+		}
+	}
+	ASSERT_NE(0u, zipHandle) << "no submission zip in the content";
+	httplib::Client http("127.0.0.1", m_Service.Port());
+	auto zip = http.Get(("/api/v1/ugc/" + std::to_string(zipHandle)).c_str());
+	ASSERT_TRUE(zip && zip->status == 200);
+	EXPECT_EQ(0u, zip->body.rfind("PK\x03\x04", 0));
+	EXPECT_TRUE(Contains(zip->body, "mintyard_import_manifest.txt"));
+	// The author's boxes: the contract question, the submission, and whether to keep the session.
+	std::vector<std::string> boxes;
+	std::istringstream log(m_Host.Log());
+	for (std::string line; std::getline(log, line);)
+		if (line.rfind("box ", 0) == 0)
+			boxes.push_back(line.substr(4, line.find(" | ") - 4));
+	EXPECT_EQ((std::vector<std::string>{ "Contract Only", "Submitted", "Save the Session?" }), boxes) << m_Host.Log();
+	m_Host.Go("published");
+	EXPECT_EQ(0, m_Host.Finish()) << m_Host.Describe();
+	for (const char *shot : { "wizard inputs", "wizard log", "wizard submit", "item" })
+		EXPECT_TRUE(fs::exists(m_Temp.Path(std::string("road/shots/") + shot + ".png"))) << shot;
 	if (const char *keep = getenv("MINTYARD_ROAD_SHOTS"))
 		fs::copy(m_Temp.Path("road/shots"), keep, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
 }

@@ -11,11 +11,26 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <QApplication>
+#include <QMessageBox>
 #include <QPointer>
+#include <QTimer>
 
 #include "mintyardmanager/mainwindow.h"
 #include "mintyardmanager/mintyardmanagertool.h"
 #include "toolframework/toolframework.h"
+
+// Closes the next modal message box as soon as it is up (the listing's no-connection error at
+// start, when no content service answers).
+inline void CloseModalsSoon()
+{
+	QTimer::singleShot(10, [] {
+		if (QMessageBox *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget()))
+			box->done(QMessageBox::Ok);
+		else
+			CloseModalsSoon();
+	});
+}
 
 class CToolInProcess
 {

@@ -70,7 +70,7 @@ int ImportMessageList::GetErrorCount() const
 
 void ImportMessageList::Log(int nSeverity, const char *pszFormat, ...)
 {
-	if (!m_pLog && !m_bEchoToConsole)
+	if ((!m_pLog && !m_bEchoToConsole) || m_bEchoing)
 		return;
 	va_list args;
 	va_start(args, pszFormat);
@@ -81,7 +81,9 @@ void ImportMessageList::Log(int nSeverity, const char *pszFormat, ...)
 	if (m_bEchoToConsole)
 	{
 		const LoggingSeverity_t severity = nSeverity >= 2 ? LS_ERROR : nSeverity == 1 ? LS_WARNING : LS_MESSAGE;
+		m_bEchoing = true;
 		LoggingSystem_LogDirect(LOG_GENERAL, severity, text.c_str());
+		m_bEchoing = false;
 	}
 }
 

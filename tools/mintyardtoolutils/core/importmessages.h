@@ -77,6 +77,9 @@ private:
 	CUtlVector<MintyardImportMessageEntry_t> m_Entries;
 	IMintyardImportLog *m_pLog = nullptr;
 	bool m_bEchoToConsole = false;
+	// Set while a line is echoed: a logging listener that hands the echo back to this list (the
+	// compile's scope guard) finds it here and the line is not taken twice.
+	bool m_bEchoing = false;
 };
 
 class ILocalize;

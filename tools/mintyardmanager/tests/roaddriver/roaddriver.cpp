@@ -6,8 +6,9 @@
 // folder holds this library, and QT_QPA_GENERIC_PLUGINS=mintyardroad starts it. What it does:
 //
 //   MINTYARD_ROAD_DIR     folder for "road.log", the test's "go-<name>" files and "shots/"
-//   MINTYARD_ROAD_SCRIPT  "publish" (new, re-upload, edit-only, delete) or "coauthor"
-//                         (a re-upload of a file that another account owns)
+//   MINTYARD_ROAD_SCRIPT  "publish" (new, re-upload, edit-only, delete), "coauthor"
+//                         (a re-upload of a file that another account owns) or "item" (a
+//                         submission made in the import wizard, in an item mode)
 //
 // Each step waits for what it needs, acts, and moves on; a step that cannot finish in 60 seconds
 // writes "FAILED <step>: <why>" and ends the host with exit code 3. At a "checkpoint" the driver
@@ -93,6 +94,8 @@ public:
 			BuildPublishScript();
 		else if (m_Script == "coauthor")
 			BuildCoauthorScript();
+		else if (m_Script == "item")
+			BuildItemScript();
 		else
 			Log("FAILED start: unknown script \"" + m_Script + "\"");
 		connect(&m_Timer, &QTimer::timeout, this, &CRoadDriver::Tick);
@@ -127,7 +130,8 @@ private:
 				continue;
 			m_Answered << box;
 			Log("box " + box->windowTitle() + " | " + box->text().replace('\n', ' '));
-			QAbstractButton *button = box->button(QMessageBox::Yes);
+			// The wizard asks to keep the session when it closes: the author does not.
+			QAbstractButton *button = box->windowTitle() == "Save the Session?" ? box->button(QMessageBox::No) : box->button(QMessageBox::Yes);
 			if (!button)
 				button = box->defaultButton() ? static_cast<QAbstractButton *>(box->defaultButton()) : box->buttons().value(0);
 			if (button)
@@ -447,6 +451,103 @@ private:
 		AddClick("submit", "mintyard_publish_submit");
 		AddWaitForList("relisted", 1, "Shared Lamps");
 		AddCheckpoint("reuploaded");
+		AddQuit();
+	}
+
+	// Steps in the import wizard.
+	void AddWizardClick(const QString &name, const QString &objectName, const QString &text = QString())
+	{
+		Add(name, [objectName, text](QString &why) {
+			QWidget *wizard = FindTopLevel("CQMintyardImportDialog");
+			QAbstractButton *button = nullptr;
+			for (QAbstractButton *b : wizard ? wizard->findChildren<QAbstractButton *>() : QList<QAbstractButton *>())
+				if ((objectName.isEmpty() || b->objectName() == objectName) && (text.isEmpty() || b->text() == text) && b->isVisible())
+					button = b;
+			if (!button || !button->isEnabled() || QApplication::activeModalWidget())
+			{
+				why = QString("no enabled button %1 %2 in the wizard").arg(objectName, text);
+				return false;
+			}
+			QTimer::singleShot(0, button, [button] { QTest::mouseClick(button, Qt::LeftButton); });
+			return true;
+		});
+	}
+
+	// Types into the n-th line edit of the wizard's page.
+	void AddWizardType(const QString &name, int nEdit, const QString &text)
+	{
+		Add(name, [nEdit, text](QString &why) {
+			QWidget *wizard = FindTopLevel("CQMintyardImportDialog");
+			QList<QLineEdit *> edits;
+			for (QLineEdit *edit : wizard ? wizard->findChildren<QLineEdit *>() : QList<QLineEdit *>())
+				if (edit->isVisible())
+					edits << edit;
+			if (nEdit >= edits.size())
+			{
+				why = QString("%1 line edits on the page").arg(edits.size());
+				return false;
+			}
+			QTest::mouseClick(edits[nEdit], Qt::LeftButton);
+			QTest::keyClicks(edits[nEdit], text);
+			return true;
+		});
+	}
+
+	void AddWizardWaitFor(const QString &name, const QString &objectName)
+	{
+		Add(name, [this, objectName](QString &why) {
+			QWidget *wizard = FindTopLevel("CQMintyardImportDialog");
+			QWidget *widget = FindChildNamed<QWidget>(wizard, objectName.toUtf8().constData());
+			why = "the wizard shows no " + objectName;
+			if (!widget || !widget->isVisible() || QApplication::activeModalWidget())
+				return false;
+			if (++m_nSteadyTicks < 5)
+				return false;
+			m_nSteadyTicks = 0;
+			return true;
+		});
+	}
+
+	void AddWizardShot(const QString &name)
+	{
+		Add("shot " + name, [this, name](QString &) {
+			if (QWidget *wizard = FindTopLevel("CQMintyardImportDialog"))
+				wizard->grab().save(m_Dir + "/shots/" + name + ".png");
+			return true;
+		});
+	}
+
+	// In an item mode: a contract made in the wizard, its zip handed to the publish form, and the
+	// wizard gone once the form was accepted.
+	void BuildItemScript()
+	{
+		AddWaitForList("start", 0);
+		AddTrigger("new", "mintyard_action_new");
+		AddWizardClick("contract only", QString(), "Contract Only"); // and Yes to its question
+		AddWizardWaitFor("inputs", "mintyard_import_name");
+		AddWizardType("type name", 0, "road_contract");
+		AddWizardType("type notes", 1, "The whole road.");
+		AddWizardShot("wizard inputs");
+		AddWizardClick("next to the log", "mintyard_next");
+		AddWizardWaitFor("log", "mintyard_import_log");
+		AddWizardShot("wizard log");
+		AddWizardClick("next to submit", "mintyard_next");
+		AddWizardWaitFor("submit page", "mintyard_submit_new");
+		AddWizardShot("wizard submit");
+		AddWizardClick("submit new", "mintyard_submit_new");
+		AddWaitForForm("item form");
+		AddShot("item");
+		AddType("type title", "mintyard_publish_title", "Road Contract", false);
+		AddType("type description", "mintyard_publish_description", "Made in the import wizard.", false);
+		AddDropImage("drop preview", m_Dir + "/preview.png");
+		AddClick("public", "mintyard_publish_public");
+		AddClick("submit", "mintyard_publish_submit");
+		AddWaitForList("listed", 1, "Road Contract");
+		Add("the wizard went", [](QString &why) {
+			why = "the wizard is still open";
+			return FindTopLevel("CQMintyardImportDialog") == nullptr;
+		});
+		AddCheckpoint("published");
 		AddQuit();
 	}
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/logging.h"
 #include "mintyardtoolutils/core/importmessages.h"
 #include "toolframework/localize.h"
 
@@ -50,6 +51,37 @@ TEST(ImportMessages, ProgressLinesGoToTheSinkNotTheList)
 	EXPECT_EQ(log.m_Lines[0].first, 1);
 	EXPECT_EQ(log.m_Lines[0].second, "Copying from 'a' to 'b'\n");
 	EXPECT_EQ(list.Count(), 0);
+}
+
+// A logging listener that hands every line back to the list, as a compile's scope guard does.
+class CHandBack : public ILoggingListener
+{
+public:
+	explicit CHandBack(ImportMessageList &list) : m_List(list)
+	{
+		LoggingSystem_PushLoggingState(true);
+		LoggingSystem_RegisterLoggingListener(this);
+	}
+	~CHandBack() { LoggingSystem_PopLoggingState(); }
+	void Log(const LoggingContext_t &, const char *pszMessage) override { m_List.Log(MINTYARD_IMPORT_LOG_INFO, "%s", pszMessage); }
+	ImportMessageList &m_List;
+};
+
+TEST(ImportMessages, AnEchoedLineHandedBackByAListenerIsTakenOnce)
+{
+	CRecordingLog log;
+	ImportMessageList list;
+	list.SetLog(&log);
+	list.SetEchoToConsole(true);
+	{
+		CHandBack handBack(list);
+		list.Log(MINTYARD_IMPORT_LOG_WARNING, "compiling %s\n", "x.zmat");
+		// A line logged by someone else while the listener lives still arrives.
+		Log_Msg(LOG_GENERAL, "from the compiler\n");
+	}
+	ASSERT_EQ(2u, log.m_Lines.size());
+	EXPECT_EQ(std::make_pair(1, std::string("compiling x.zmat\n")), log.m_Lines[0]);
+	EXPECT_EQ(std::make_pair(0, std::string("from the compiler\n")), log.m_Lines[1]);
 }
 
 TEST(ImportMessages, FormattingFillsOnlySetArguments)
