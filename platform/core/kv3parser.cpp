@@ -58,43 +58,6 @@ inline uint8 ClassOf(char c)
 	return s_Classes.table[(uint8)c];
 }
 
-// Length of the UTF-8 sequence at p (which starts with a byte >= 0x80), or 0 when it is not
-// well formed. The zero byte at the end of the text stops any sequence.
-size_t UTF8SequenceLength(const char *p)
-{
-	const uint8 c = (uint8)p[0];
-	size_t need;
-	uint32 codePoint;
-	if (c >= 0xC2 && c <= 0xDF)
-	{
-		need = 1;
-		codePoint = c & 0x1F;
-	}
-	else if (c >= 0xE0 && c <= 0xEF)
-	{
-		need = 2;
-		codePoint = c & 0x0F;
-	}
-	else if (c >= 0xF0 && c <= 0xF4)
-	{
-		need = 3;
-		codePoint = c & 0x07;
-	}
-	else
-		return 0;
-	for (size_t k = 1; k <= need; ++k)
-	{
-		const uint8 next = (uint8)p[k];
-		if ((next & 0xC0) != 0x80)
-			return 0;
-		codePoint = (codePoint << 6) | (next & 0x3F);
-	}
-	if ((need == 2 && codePoint < 0x800) || (need == 3 && codePoint < 0x10000) || codePoint > 0x10FFFF ||
-		(codePoint >= 0xD800 && codePoint <= 0xDFFF))
-		return 0;
-	return need + 1;
-}
-
 // Reads a run of decimal digits into `mantissa` (times ten per digit, without overflow checks:
 // callers count the digits). Eight bytes are examined at a time where eight remain before the
 // end of the text.
@@ -563,7 +526,7 @@ private:
 			}
 			if ((uint8)c >= 0x80)
 			{
-				const size_t length = UTF8SequenceLength(m_p);
+				const size_t length = V_UTF8SequenceLength(m_p, (size_t)(m_pEnd - m_p));
 				if (!length)
 					return Fail(m_p, "Invalid UTF-8 in a string");
 				m_p += length;
@@ -672,7 +635,7 @@ private:
 			}
 			if ((uint8)c >= 0x80)
 			{
-				const size_t length = UTF8SequenceLength(m_p);
+				const size_t length = V_UTF8SequenceLength(m_p, (size_t)(m_pEnd - m_p));
 				if (!length)
 					return Fail(m_p, "Invalid UTF-8 in a string");
 				m_Scratch.append(m_p, length);

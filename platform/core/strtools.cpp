@@ -124,6 +124,44 @@ void V_TrimTrailingWhitespace(CUtlString &text)
 	text.resize(end);
 }
 
+size_t V_UTF8SequenceLength(const char *p, size_t nAvailable)
+{
+	if (nAvailable == 0)
+		return 0;
+	const unsigned char c = (unsigned char)p[0];
+	size_t need;
+	uint32 codePoint;
+	if (c >= 0xC2 && c <= 0xDF)
+	{
+		need = 1;
+		codePoint = c & 0x1F;
+	}
+	else if (c >= 0xE0 && c <= 0xEF)
+	{
+		need = 2;
+		codePoint = c & 0x0F;
+	}
+	else if (c >= 0xF0 && c <= 0xF4)
+	{
+		need = 3;
+		codePoint = c & 0x07;
+	}
+	else
+		return 0;
+	if (nAvailable <= need)
+		return 0;
+	for (size_t k = 1; k <= need; ++k)
+	{
+		const unsigned char next = (unsigned char)p[k];
+		if ((next & 0xC0) != 0x80)
+			return 0;
+		codePoint = (codePoint << 6) | (next & 0x3F);
+	}
+	const bool overlong = (need == 2 && codePoint < 0x800) || (need == 3 && codePoint < 0x10000);
+	const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
+	return overlong || surrogate || codePoint > 0x10FFFF ? 0 : need + 1;
+}
+
 bool V_IsValidUTF8(const char *text, size_t length, size_t *pBadOffset)
 {
 	const unsigned char *s = (const unsigned char *)text;
@@ -141,60 +179,19 @@ bool V_IsValidUTF8(const char *text, size_t length, size_t *pBadOffset)
 		}
 		if (i >= length)
 			break;
-		const unsigned char c = s[i];
-		if (c < 0x80)
+		if (s[i] < 0x80)
 		{
 			++i;
 			continue;
 		}
-		size_t need;
-		uint32 codePoint;
-		if (c >= 0xC2 && c <= 0xDF)
-		{
-			need = 1;
-			codePoint = c & 0x1F;
-		}
-		else if (c >= 0xE0 && c <= 0xEF)
-		{
-			need = 2;
-			codePoint = c & 0x0F;
-		}
-		else if (c >= 0xF0 && c <= 0xF4)
-		{
-			need = 3;
-			codePoint = c & 0x07;
-		}
-		else
+		const size_t sequence = V_UTF8SequenceLength(text + i, length - i);
+		if (!sequence)
 		{
 			if (pBadOffset)
 				*pBadOffset = i;
 			return false;
 		}
-		if (length - i <= need)
-		{
-			if (pBadOffset)
-				*pBadOffset = i;
-			return false;
-		}
-		for (size_t k = 1; k <= need; ++k)
-		{
-			if ((s[i + k] & 0xC0) != 0x80)
-			{
-				if (pBadOffset)
-					*pBadOffset = i;
-				return false;
-			}
-			codePoint = (codePoint << 6) | (s[i + k] & 0x3F);
-		}
-		const bool overlong = (need == 2 && codePoint < 0x800) || (need == 3 && codePoint < 0x10000);
-		const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
-		if (overlong || surrogate || codePoint > 0x10FFFF)
-		{
-			if (pBadOffset)
-				*pBadOffset = i;
-			return false;
-		}
-		i += need + 1;
+		i += sequence;
 	}
 	return true;
 }

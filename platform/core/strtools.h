@@ -46,6 +46,10 @@ void V_TrimTrailingWhitespace(CUtlString &text);
 // U+10FFFF). On failure *pBadOffset gets the offset of the first bad byte.
 bool V_IsValidUTF8(const char *text, size_t length, size_t *pBadOffset = nullptr);
 
+// The length of the well-formed UTF-8 sequence at `p`, whose first byte is 0x80 or above, within
+// the `nAvailable` bytes from `p`; 0 when it is not well formed or does not fit.
+size_t V_UTF8SequenceLength(const char *p, size_t nAvailable);
+
 // Number of code points in the first `length` bytes (continuation bytes are not counted).
 size_t V_UTF8CodePointCount(const char *text, size_t length);
 
