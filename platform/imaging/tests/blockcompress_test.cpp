@@ -1,4 +1,5 @@
 // Block compression, mip chains, YCoCg and whole textures.
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -169,6 +170,50 @@ TEST(BlockCompress, BlocksOfOneColourAndTwoAlphas)
 	decoded = RoundTrip(image, TEXTURE_FORMAT_BC3);
 	for (int i = 0; i < 16; ++i)
 		EXPECT_NEAR(decoded.Pixels()[i * 4 + 3], image.Pixels()[i * 4 + 3], 2) << i;
+}
+
+TEST(BlockCompress, EveryAlphaTakesTheNearestValueOfItsBlocksPalette)
+{
+	// Random blocks of every kind: spread, narrow, with cut-outs (which the six-value mode with
+	// its explicit 0 and 255 serves) and of one value. Whatever endpoints the encoder chose, each
+	// pixel's alpha must be the palette's nearest to the source, found here by trying all eight.
+	uint32 seed = 12345;
+	auto next = [&seed]() {
+		seed = seed * 1664525u + 1013904223u;
+		return seed >> 8;
+	};
+	int nSixValueBlocks = 0, nEightValueBlocks = 0;
+	for (int nBlock = 0; nBlock < 20000; ++nBlock)
+	{
+		uint8 pixels[64];
+		const int nKind = nBlock % 4;
+		const int nBase = (int)(next() % 256), nSpread = nKind == 1 ? 6 : 256;
+		for (int i = 0; i < 16; ++i)
+		{
+			int a = nKind == 3 ? nBase : (nBase + (int)(next() % nSpread)) % 256;
+			if (nKind == 2 && i % 5 == 0)
+				a = (i / 5) % 2 ? 255 : 0;
+			pixels[i * 4 + 0] = pixels[i * 4 + 1] = pixels[i * 4 + 2] = 128;
+			pixels[i * 4 + 3] = (uint8)a;
+		}
+		uint8 block[16], decoded[64];
+		BC3_EncodeBlock(pixels, block);
+		BC3_DecodeBlock(block, decoded);
+		const int a0 = block[0], a1 = block[1];
+		(a0 > a1 ? nEightValueBlocks : nSixValueBlocks)++;
+		int palette[8] = { a0, a1 };
+		for (int k = 1; k <= 6; ++k)
+			palette[1 + k] = a0 > a1 ? ((7 - k) * a0 + k * a1 + 3) / 7 : (k <= 4 ? ((5 - k) * a0 + k * a1 + 2) / 5 : (k == 5 ? 0 : 255));
+		for (int i = 0; i < 16; ++i)
+		{
+			int nBest = 256;
+			for (int k = 0; k < 8; ++k)
+				nBest = std::min(nBest, std::abs(palette[k] - pixels[i * 4 + 3]));
+			ASSERT_EQ(std::abs(decoded[i * 4 + 3] - pixels[i * 4 + 3]), nBest) << "block " << nBlock << " pixel " << i << " endpoints " << a0 << ", " << a1;
+		}
+	}
+	EXPECT_GT(nSixValueBlocks, 1000);
+	EXPECT_GT(nEightValueBlocks, 1000);
 }
 
 TEST(BlockCompress, PartialBlocksArePadded)
