@@ -7,6 +7,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -23,6 +24,7 @@
 
 #include "testsupport/test_support.h"
 #include "testsupport/service_process.h"
+#include "zip/zip_utils.h"
 
 extern char **environ;
 
@@ -217,6 +219,36 @@ protected:
 			return "(no content " + std::to_string(handle) + ")";
 		const std::string path = m_Temp.Write("downloaded_" + std::to_string(handle) + ".bdl", r->body);
 		return RunCommand(MINTYARD_BINARY_DIR "/bin/bdl l " + path).output;
+	}
+	// The file's submission zip (a content entry named mintyard_submit_<name>_*.zip): its handle and
+	// its entries by name.
+	uint64_t SubmissionZip(const rapidjson::Value &file, const std::string &importName, std::map<std::string, std::string> &entries)
+	{
+		entries.clear();
+		const std::string prefix = "mintyard_submit_" + importName + "_";
+		uint64_t handle = 0;
+		for (const auto &c : file["content"].GetArray())
+		{
+			const std::string name = c["name"].GetString();
+			if (name.rfind(prefix, 0) == 0 && name.size() > 4 && name.substr(name.size() - 4) == ".zip")
+				handle = c["handle"].GetUint64();
+		}
+		if (!handle)
+			return 0;
+		httplib::Client http("127.0.0.1", m_Service.Port());
+		auto r = http.Get(("/api/v1/ugc/" + std::to_string(handle)).c_str());
+		CZip zip;
+		if (!r || r->status != 200 || !zip.ParseFromBuffer(r->body.data(), (int64)r->body.size()))
+			return 0;
+		char name[1024];
+		int size = 0;
+		for (int id = zip.GetNextFilename(-1, name, sizeof(name), size); id != -1; id = zip.GetNextFilename(id, name, sizeof(name), size))
+		{
+			CUtlBuffer data;
+			if (zip.ReadFileFromZip(name, false, data))
+				entries[name] = std::string((const char *)data.Base(), data.Size());
+		}
+		return handle;
 	}
 	uint64_t ContentHandleNamed(const rapidjson::Value &file, const std::string &name)
 	{
@@ -416,6 +448,100 @@ TEST_F(ToolRoad, ASubmissionMadeInTheImportWizardIsPublishedFromItsZip)
 	m_Host.Go("published");
 	EXPECT_EQ(0, m_Host.Finish()) << m_Host.Describe();
 	for (const char *shot : { "wizard inputs", "wizard log", "wizard submit", "item" })
+		EXPECT_TRUE(fs::exists(m_Temp.Path(std::string("road/shots/") + shot + ".png"))) << shot;
+	if (const char *keep = getenv("MINTYARD_ROAD_SHOTS"))
+		fs::copy(m_Temp.Path("road/shots"), keep, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+}
+
+namespace
+{
+// The entry of a zip whose name ends with `suffix`, and the bytes it holds.
+std::string EntryEndingWith(const std::map<std::string, std::string> &entries, const std::string &suffix, std::string *pName = nullptr)
+{
+	for (const auto &[name, data] : entries)
+	{
+		if (name.size() >= suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
+		{
+			if (pName)
+				*pName = name;
+			return data;
+		}
+	}
+	return std::string();
+}
+
+std::string Names(const std::map<std::string, std::string> &entries)
+{
+	std::string out;
+	for (const auto &entry : entries)
+		out += entry.first + "\n";
+	return out;
+}
+} // namespace
+
+// The artist's whole road for a hero's wearable: New Submission, the hero and slot picked, the
+// sample art typed in, imported, through the preview and the portrait, submitted and published
+// from the wizard's zip; then Re-upload opens the wizard on the kept session, a changed colour
+// texture is imported and goes up with a change note.
+TEST_F(ToolRoad, AWearableIsImportedPublishedAndReUploadedWithAChangedTexture)
+{
+	// The sample's content tree: the hero's item material template is the wearable's base.
+	fs::copy(MINTYARD_SOURCE_DIR "/sample/content/zarn", m_Temp.Path("content/zarn"), fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+	fs::create_directories(m_Temp.Path("road/art"));
+	for (const auto &entry : fs::directory_iterator(MINTYARD_SOURCE_DIR "/sample/art/wearables/bramble_head"))
+		fs::copy(entry.path(), m_Temp.Path("road/art/" + entry.path().filename().string()));
+	QImage changed(QString::fromStdString(m_Temp.Path("road/art/bramble_head_color.png")));
+	ASSERT_FALSE(changed.isNull());
+	changed.invertPixels();
+	ASSERT_TRUE(changed.save(QString::fromStdString(m_Temp.Path("road/art/bramble_head_color_v2.png"))));
+	const std::string firstColour = ReadAll(m_Temp.Path("road/art/bramble_head_color.png"));
+	const std::string secondColour = ReadAll(m_Temp.Path("road/art/bramble_head_color_v2.png"));
+
+	ASSERT_TRUE(StartHost("wearable", "", { "-mintyard_items" }));
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint published")) << m_Host.Describe();
+	const std::vector<uint64_t> ids = ListedIds();
+	ASSERT_EQ(1u, ids.size());
+	const std::string idText = std::to_string(ids[0]);
+	rapidjson::Document file = Get("/api/v1/files/" + idText);
+	ASSERT_TRUE(file.IsObject());
+	EXPECT_STREQ("Briar Crown", file["title"].GetString());
+	EXPECT_GT(file["preview_file_size"].GetInt64(), 0);
+	std::map<std::string, std::string> entries;
+	const uint64_t firstZip = SubmissionZip(file, "briar_crown", entries);
+	ASSERT_NE(0u, firstZip) << "no readable submission zip in the content";
+	// The zip carries the session's manifest and the author's own files as they were given.
+	EXPECT_NE("", EntryEndingWith(entries, "mintyard_import_manifest.txt")) << Names(entries);
+	EXPECT_TRUE(firstColour == EntryEndingWith(entries, "/color.png")) << Names(entries);
+	EXPECT_TRUE(ReadAll(m_Temp.Path("road/art/bramble_head.fbx")) == EntryEndingWith(entries, "/mesh_portrait.fbx")) << Names(entries);
+	EXPECT_TRUE(ReadAll(m_Temp.Path("road/art/bramble_head_lod1.fbx")) == EntryEndingWith(entries, "/mesh_world.fbx")) << Names(entries);
+	// The import compiled the wearable into the game's tree, and the wizard kept the session.
+	EXPECT_TRUE(Contains(m_Host.Log(), "import log Import took")) << m_Host.Log();
+	EXPECT_TRUE(fs::exists(m_Temp.Path("road/briar_crown.session.txt"))) << m_Host.Log();
+	bool bCompiledModel = false;
+	for (const auto &entry : fs::recursive_directory_iterator(m_Temp.Path("game/zarn")))
+		bCompiledModel = bCompiledModel || entry.path().filename() == "briar_crown.zmdl_c";
+	EXPECT_TRUE(bCompiledModel) << "no compiled briar_crown model under the game";
+
+	m_Host.Go("published");
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint reuploaded")) << m_Host.Describe();
+	EXPECT_TRUE(Contains(m_Host.Log(), "form title Briar Crown")) << m_Host.Log();
+	// The wizard of the re-upload opened the session the first one kept.
+	const std::string log = m_Host.Log();
+	const std::string opened = "road/briar_crown.session.txt";
+	const size_t first = log.find(opened);
+	EXPECT_TRUE(first != std::string::npos && log.find(opened, first + 1) != std::string::npos) << log;
+	file = Get("/api/v1/files/" + idText);
+	EXPECT_STREQ("Briar Crown", file["title"].GetString());
+	const uint64_t secondZip = SubmissionZip(file, "briar_crown", entries);
+	ASSERT_NE(0u, secondZip) << "no readable submission zip after the re-upload";
+	EXPECT_NE(firstZip, secondZip);
+	EXPECT_TRUE(secondColour == EntryEndingWith(entries, "/color.png")) << Names(entries);
+	const std::vector<std::string> notes = ChangeNotes(ids[0]);
+	ASSERT_EQ(2u, notes.size());
+	EXPECT_EQ("Brighter thorns.", notes[0]);
+	m_Host.Go("reuploaded");
+	EXPECT_EQ(0, m_Host.Finish()) << m_Host.Describe();
+	for (const char *shot : { "wearable inputs", "wearable log", "wearable submit", "wearable form", "wearable update form" })
 		EXPECT_TRUE(fs::exists(m_Temp.Path(std::string("road/shots/") + shot + ".png"))) << shot;
 	if (const char *keep = getenv("MINTYARD_ROAD_SHOTS"))
 		fs::copy(m_Temp.Path("road/shots"), keep, fs::copy_options::recursive | fs::copy_options::overwrite_existing);

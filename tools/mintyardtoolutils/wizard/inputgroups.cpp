@@ -522,6 +522,7 @@ void CQImportInputPicker::AttachSession(CMintyardImportSession *pSession)
 
 	CQMintyardUI_String *pName = MakeInput<CQMintyardUI_String>(m_pContent, pSession->GetNameElement());
 	pName->setObjectName("mintyard_import_name");
+	pName->LineEdit()->setObjectName("mintyard_input_name");
 	pName->TitleLabel()->setText(MintyardTranslate("#ZARN_Mintyard_ImportName"));
 	pName->UpdateValidity();
 	pContent->addWidget(pName);

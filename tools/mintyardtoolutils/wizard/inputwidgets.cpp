@@ -237,6 +237,8 @@ CQMintyardUI_Input::CQMintyardUI_Input(QWidget *pParent, CMintyardCfgElement *pE
 	m_pRightColumn = new QVBoxLayout();
 	m_pInputRow = new QHBoxLayout();
 	m_pLineEdit = new CQDroppableLineEdit(this);
+	// Named after the template's element, for scripts that drive the page.
+	m_pLineEdit->setObjectName(QString("mintyard_input_") + QString::fromUtf8(pElement->GetTemplateId().c_str()));
 	m_pLineEdit->setAcceptDrops(false); // file inputs take drops
 	m_pInputRow->addWidget(m_pLineEdit, 1);
 	m_pRightColumn->addLayout(m_pInputRow);

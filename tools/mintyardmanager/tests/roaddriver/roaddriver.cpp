@@ -7,8 +7,10 @@
 //
 //   MINTYARD_ROAD_DIR     folder for "road.log", the test's "go-<name>" files and "shots/"
 //   MINTYARD_ROAD_SCRIPT  "publish" (new, re-upload, edit-only, delete), "coauthor"
-//                         (a re-upload of a file that another account owns) or "item" (a
-//                         submission made in the import wizard, in an item mode)
+//                         (a re-upload of a file that another account owns), "item" (a
+//                         submission made in the import wizard, in an item mode) or "wearable"
+//                         (a hero's wearable made of the art in <dir>/art, imported, previewed,
+//                         framed, published, then re-uploaded with a changed texture)
 //
 // Each step waits for what it needs, acts, and moves on; a step that cannot finish in 60 seconds
 // writes "FAILED <step>: <why>" and ends the host with exit code 3. At a "checkpoint" the driver
@@ -31,12 +33,15 @@
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFile>
+#include <QFileDialog>
 #include <QGenericPlugin>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPointer>
 #include <QProgressDialog>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTableView>
@@ -96,6 +101,8 @@ public:
 			BuildCoauthorScript();
 		else if (m_Script == "item")
 			BuildItemScript();
+		else if (m_Script == "wearable")
+			BuildWearableScript();
 		else
 			Log("FAILED start: unknown script \"" + m_Script + "\"");
 		connect(&m_Timer, &QTimer::timeout, this, &CRoadDriver::Tick);
@@ -130,8 +137,10 @@ private:
 				continue;
 			m_Answered << box;
 			Log("box " + box->windowTitle() + " | " + box->text().replace('\n', ' '));
-			// The wizard asks to keep the session when it closes: the author does not.
-			QAbstractButton *button = box->windowTitle() == "Save the Session?" ? box->button(QMessageBox::No) : box->button(QMessageBox::Yes);
+			// The wizard asks to keep the session when it closes: the author keeps it when a file
+			// name is ready for it.
+			const bool bRefuse = box->windowTitle() == "Save the Session?" && m_FileAnswer.isEmpty();
+			QAbstractButton *button = bRefuse ? box->button(QMessageBox::No) : box->button(QMessageBox::Yes);
 			if (!button)
 				button = box->defaultButton() ? static_cast<QAbstractButton *>(box->defaultButton()) : box->buttons().value(0);
 			if (button)
@@ -143,9 +152,41 @@ private:
 				m_Answered.removeAt(i);
 	}
 
+	// Answers a file dialog that is up with the file name the script holds ready, or cancels it.
+	void AnswerFileDialogs()
+	{
+		for (QWidget *w : QApplication::topLevelWidgets())
+		{
+			QFileDialog *dialog = qobject_cast<QFileDialog *>(w);
+			if (!dialog || !dialog->isVisible() || m_AnsweredFiles.contains(dialog))
+				continue;
+			m_AnsweredFiles << dialog;
+			Log("file dialog " + dialog->windowTitle() + " | " + (m_FileAnswer.isEmpty() ? QString("cancelled") : m_FileAnswer));
+			const QString answer = m_FileAnswer;
+			QTimer::singleShot(0, dialog, [this, dialog, answer] {
+				if (answer.isEmpty())
+				{
+					dialog->reject();
+					return;
+				}
+				dialog->selectFile(answer);
+				// Typed into the name box as well, where a name of a file not yet there goes.
+				if (QLineEdit *name = dialog->findChild<QLineEdit *>("fileNameEdit"))
+					name->setText(answer);
+				QMetaObject::invokeMethod(dialog, "accept"); // a protected slot, as its Open button calls it
+				if (dialog->isVisible())
+					Log("the file dialog stayed open with " + dialog->selectedFiles().join(", "));
+			});
+		}
+		for (int i = m_AnsweredFiles.size() - 1; i >= 0; --i)
+			if (!m_AnsweredFiles[i] || !m_AnsweredFiles[i]->isVisible())
+				m_AnsweredFiles.removeAt(i);
+	}
+
 	void Tick()
 	{
 		AnswerBoxes();
+		AnswerFileDialogs();
 		if (m_nStep >= (int)m_Steps.size())
 			return;
 		Step_t &step = m_Steps[m_nStep];
@@ -551,6 +592,203 @@ private:
 		AddQuit();
 	}
 
+	// Fills the wizard's input named after a template element, as an author typing or pasting a
+	// file name.
+	void AddWizardInput(const QString &name, const QString &elementId, const QString &text)
+	{
+		Add(name, [elementId, text](QString &why) {
+			QWidget *wizard = FindTopLevel("CQMintyardImportDialog");
+			QLineEdit *edit = nullptr;
+			for (QLineEdit *e : wizard ? wizard->findChildren<QLineEdit *>("mintyard_input_" + elementId) : QList<QLineEdit *>())
+				if (!edit && e->isEnabled())
+					edit = e;
+			if (!edit || QApplication::activeModalWidget())
+			{
+				QStringList names;
+				for (QLineEdit *e : wizard ? wizard->findChildren<QLineEdit *>() : QList<QLineEdit *>())
+					if (e->objectName().startsWith("mintyard_input_"))
+						names << e->objectName().mid(15);
+				why = "the wizard shows no input " + elementId + " (it shows " + names.join(", ") + ")";
+				return false;
+			}
+			edit->selectAll();
+			edit->insert(text);
+			Q_EMIT edit->editingFinished();
+			return edit->text() == text;
+		});
+	}
+
+	// The hero dialog of the type pick: a hero and the slot whose name holds `slotWord`.
+	void AddPickHeroSlot(const QString &name, const QString &hero, const QString &slotWord)
+	{
+		Add(name, [hero, slotWord](QString &why) {
+			QWidget *dialog = FindTopLevel("CQMintyardHeroItemDialog");
+			QComboBox *heroes = FindChildNamed<QComboBox>(dialog, "mintyard_hero_combo");
+			QComboBox *slotCombo = FindChildNamed<QComboBox>(dialog, "mintyard_slot_combo");
+			if (!heroes || !slotCombo)
+			{
+				why = "no hero dialog";
+				return false;
+			}
+			const int nHero = heroes->findText(hero);
+			if (nHero < 0)
+			{
+				why = "no hero " + hero + " to pick";
+				return false;
+			}
+			if (heroes->currentIndex() != nHero)
+				heroes->setCurrentIndex(nHero);
+			int nSlot = -1;
+			for (int i = 1; i < slotCombo->count() && nSlot < 0; ++i)
+				if (slotCombo->itemText(i).contains(slotWord, Qt::CaseInsensitive))
+					nSlot = i;
+			if (nSlot < 0)
+			{
+				why = "no slot " + slotWord + " for " + hero;
+				return false;
+			}
+			slotCombo->setCurrentIndex(nSlot);
+			for (QPushButton *button : dialog->findChildren<QPushButton *>())
+			{
+				if (button->text() == "Select" && button->isEnabled())
+				{
+					QTimer::singleShot(0, button, [button] { QTest::mouseClick(button, Qt::LeftButton); });
+					return true;
+				}
+			}
+			why = "the hero dialog's Select is not enabled";
+			return false;
+		});
+	}
+
+	// Waits until the import log holds `text`, and writes the log's last lines when it ends
+	// without it.
+	void AddWizardLogSays(const QString &name, const QString &text)
+	{
+		Add(name, [this, text](QString &why) {
+			QPlainTextEdit *log = FindChildNamed<QPlainTextEdit>(FindTopLevel("CQMintyardImportDialog"), "mintyard_import_log");
+			QTextEdit *rich = FindChildNamed<QTextEdit>(FindTopLevel("CQMintyardImportDialog"), "mintyard_import_log");
+			const QString shown = log ? log->toPlainText() : rich ? rich->toPlainText() : QString();
+			why = "the import log does not say \"" + text + "\": " + shown.right(600);
+			if (!shown.contains(text))
+				return false;
+			for (const QString &line : shown.split('\n'))
+				if (line.startsWith("Import took"))
+					Log("import log " + line);
+			return true;
+		});
+	}
+
+	// Next through the pages until the one that shows `objectName`; a page that holds Next back
+	// until the author frames the portrait gets its Frame button pressed.
+	void AddWizardNextUntil(const QString &name, const QString &objectName, const QString &shotPrefix)
+	{
+		Add(name, [this, objectName, shotPrefix](QString &why) {
+			QWidget *wizard = FindTopLevel("CQMintyardImportDialog");
+			QWidget *target = FindChildNamed<QWidget>(wizard, objectName.toUtf8().constData());
+			if (target && target->isVisible())
+				return true;
+			why = "the wizard shows no " + objectName;
+			QAbstractButton *next = FindChildNamed<QAbstractButton>(wizard, "mintyard_next");
+			if (!next || !next->isVisible() || QApplication::activeModalWidget())
+				return false;
+			if (++m_nSteadyTicks < 10)
+				return false;
+			m_nSteadyTicks = 0;
+			const QString page = QString::number(m_nShot);
+			wizard->grab().save(QString("%1/shots/%2 %3.png").arg(m_Dir, shotPrefix).arg(m_nShot++));
+			if (!next->isEnabled())
+			{
+				for (QAbstractButton *b : wizard->findChildren<QAbstractButton *>())
+				{
+					if (b->isVisible() && b->isEnabled() && b->text() == "Frame")
+					{
+						Log("frame on " + page);
+						QTest::mouseClick(b, Qt::LeftButton);
+						return false;
+					}
+				}
+				QLabel *status = FindChildNamed<QLabel>(wizard, "mintyard_status");
+				why = "Next is held back: " + (status ? status->text() : QString());
+				return false;
+			}
+			Log("next from " + page);
+			QTimer::singleShot(0, next, [next] { QTest::mouseClick(next, Qt::LeftButton); });
+			return false;
+		});
+	}
+
+	void AddFileAnswer(const QString &name, const QString &path)
+	{
+		Add(name, [this, path](QString &) {
+			m_FileAnswer = path;
+			return true;
+		});
+	}
+
+	// A wearable for Bramble's head from the art the test put in <dir>/art: picked, filled,
+	// imported, through the preview and the portrait to the publish form; its session kept.
+	// Then a re-upload of it with a changed colour texture and a change note.
+	void BuildWearableScript()
+	{
+		const QString art = m_Dir + "/art/";
+		AddWaitForList("start", 0);
+		AddTrigger("new", "mintyard_action_new");
+		AddWizardClick("hero item", QString(), "Hero Item");
+		AddPickHeroSlot("pick Bramble's head", "Bramble", "head");
+		AddWizardWaitFor("inputs", "mintyard_import_name");
+		AddWizardInput("type name", "name", "briar_crown");
+		AddWizardInput("portrait mesh", "mesh_portrait", art + "bramble_head.fbx");
+		AddWizardInput("world mesh", "mesh_world", art + "bramble_head_lod1.fbx");
+		AddWizardInput("colour texture", "color", art + "bramble_head_color.png");
+		AddWizardInput("normal texture", "normal", art + "bramble_head_normal.png");
+		AddWizardShot("wearable inputs");
+		AddWizardClick("import", "mintyard_next");
+		AddWizardWaitFor("log", "mintyard_import_log");
+		AddWizardLogSays("import succeeded", "Import successful!");
+		AddWizardShot("wearable log");
+		AddWizardNextUntil("to submit", "mintyard_submit_new", "wearable page");
+		AddWizardShot("wearable submit");
+		AddWizardClick("submit new", "mintyard_submit_new");
+		AddWaitForForm("wearable form");
+		AddShot("wearable form");
+		AddType("type title", "mintyard_publish_title", "Briar Crown", false);
+		AddType("type description", "mintyard_publish_description", "A crown of thorns for Bramble.", false);
+		AddDropImage("drop preview", m_Dir + "/preview.png");
+		AddClick("public", "mintyard_publish_public");
+		AddFileAnswer("keep the session", m_Dir + "/briar_crown.session.txt");
+		AddClick("submit", "mintyard_publish_submit");
+		AddWaitForList("listed", 1, "Briar Crown");
+		Add("the wizard went", [](QString &why) {
+			why = "the wizard is still open";
+			return FindTopLevel("CQMintyardImportDialog") == nullptr;
+		});
+		AddCheckpoint("published");
+
+		AddSelectRow("select for re-upload", "Briar Crown");
+		AddTrigger("re-upload", "mintyard_action_reupload"); // the kept session, from its file dialog
+		AddWizardWaitFor("inputs again", "mintyard_import_name");
+		AddWizardInput("changed colour texture", "color", art + "bramble_head_color_v2.png");
+		AddWizardShot("wearable inputs again");
+		AddWizardClick("import again", "mintyard_next");
+		AddWizardWaitFor("log again", "mintyard_import_log");
+		AddWizardLogSays("import succeeded again", "Import successful!");
+		AddWizardNextUntil("to submit again", "mintyard_submit_update", "wearable again page");
+		AddWizardClick("submit update", "mintyard_submit_update");
+		AddWaitForForm("update form");
+		AddShot("wearable update form");
+		AddLogTitles("update form title");
+		AddType("type change note", "mintyard_publish_changenote", "Brighter thorns.", false);
+		AddClick("submit update", "mintyard_publish_submit");
+		AddWaitForList("relisted", 1, "Briar Crown");
+		Add("the wizard went again", [](QString &why) {
+			why = "the wizard is still open";
+			return FindTopLevel("CQMintyardImportDialog") == nullptr;
+		});
+		AddCheckpoint("reuploaded");
+		AddQuit();
+	}
+
 	QString m_Dir;
 	QString m_Script;
 	FILE *m_pLog = nullptr;
@@ -558,9 +796,12 @@ private:
 	std::vector<Step_t> m_Steps;
 	int m_nStep = 0;
 	int m_nSteadyTicks = 0;
+	int m_nShot = 0;
 	bool m_bCheckpointLogged = false;
 	std::chrono::steady_clock::time_point m_StepStarted;
 	QList<QPointer<QMessageBox>> m_Answered;
+	QList<QPointer<QFileDialog>> m_AnsweredFiles;
+	QString m_FileAnswer; // what the author picks in the next file dialog; empty: cancel
 };
 
 class CRoadDriverPlugin : public QGenericPlugin
