@@ -73,6 +73,18 @@ protected:
 
 	bool StepShown(int nStep) { return !m_pWizard->StepLabel(nStep)->isHidden(); }
 
+	// The whole sample tree for an import that compiles: the default animations in the game, the
+	// template materials in the content, the art and the sessions that name it.
+	void CopySampleTree()
+	{
+		const std::filesystem::path sample = MINTYARD_SOURCE_DIR "/sample";
+		std::filesystem::copy(sample / "game/zarn/animations", m_Game.Game("animations"), std::filesystem::copy_options::recursive);
+		std::filesystem::copy(sample / "content/zarn", m_Game.Content(""), std::filesystem::copy_options::recursive | std::filesystem::copy_options::skip_existing);
+		for (const char *folder : { "art", "sessions" })
+			std::filesystem::copy(sample / folder, m_Game.Root(folder), std::filesystem::copy_options::recursive);
+		setenv("MINTYARD_RESOURCECOMPILER", MINTYARD_BINARY_DIR "/bin/resourcecompiler", 1);
+	}
+
 	CWizardTestGame m_Game;
 	QPointer<CQMintyardImportDialog> m_pWizard;
 };
@@ -483,14 +495,7 @@ TEST_F(ImportDialogTest, TheEditorStepsShowThePlainPageWithTheSessionsModels)
 TEST_F(ImportDialogTest, TheCourierImportsWithTheResourceCompilerOnEnteringTheLog)
 {
 	ASSERT_TRUE(std::filesystem::exists(MINTYARD_BINARY_DIR "/bin/resourcecompiler")) << "the import compiles with the resource compiler";
-	// The whole sample tree: the default animations in the game, the template materials in the
-	// content, the art and the session that names it.
-	const std::filesystem::path sample = MINTYARD_SOURCE_DIR "/sample";
-	std::filesystem::copy(sample / "game/zarn/animations", m_Game.Game("animations"), std::filesystem::copy_options::recursive);
-	std::filesystem::copy(sample / "content/zarn", m_Game.Content(""), std::filesystem::copy_options::recursive | std::filesystem::copy_options::skip_existing);
-	for (const char *folder : { "art", "sessions" })
-		std::filesystem::copy(sample / folder, m_Game.Root(folder), std::filesystem::copy_options::recursive);
-	setenv("MINTYARD_RESOURCECOMPILER", MINTYARD_BINARY_DIR "/bin/resourcecompiler", 1);
+	CopySampleTree();
 
 	CQMintyardImportDialog *pWizard = NewWizard();
 	pWizard->OpenFile(QString::fromStdString(m_Game.Root("sessions/courier.session.txt")));
@@ -518,6 +523,34 @@ TEST_F(ImportDialogTest, TheCourierImportsWithTheResourceCompilerOnEnteringTheLo
 	ASSERT_EQ(MINTYARD_STEP_SUBMIT, pWizard->CurrentPage());
 	EXPECT_GT(pWizard->ZipSize(), 100000u); // the meshes and textures
 	EXPECT_TRUE(pWizard->SubmitPage()->SubmitNewButton()->isEnabled());
+	unsetenv("MINTYARD_RESOURCECOMPILER");
+}
+
+// A loading screen: its picture compiled into the game's texture, and the zip that carries the
+// author's picture loads back into a new wizard.
+TEST_F(ImportDialogTest, TheLoadingScreenImportsAndItsZipCarriesThePicture)
+{
+	CopySampleTree();
+	CQMintyardImportDialog *pWizard = NewWizard();
+	pWizard->OpenFile(QString::fromStdString(m_Game.Root("sessions/loading_screen.session.txt")));
+	ASSERT_EQ(MINTYARD_STEP_INPUTS, pWizard->CurrentPage()) << m_Game.MessageTitles().join(", ").toStdString();
+	ASSERT_TRUE(pWizard->NextButton()->isEnabled()) << pWizard->StatusLabel()->text().toStdString();
+	pWizard->OnNextClicked();
+	ASSERT_EQ(MINTYARD_STEP_LOG, pWizard->CurrentPage());
+	EXPECT_FALSE(HasImportError(pWizard->RunMessages())) << FormatImportMessages(pWizard->RunMessages()).toStdString();
+	EXPECT_TRUE(pWizard->Log()->PlainText().contains("Import successful!")) << pWizard->Log()->PlainText().toStdString();
+	EXPECT_TRUE(std::filesystem::exists(m_Game.Game("canopy/images/loadingscreens/dusk_in_the_bramble_wood/loadingscreen.ztex_c")));
+	while (pWizard->CurrentPage() != MINTYARD_STEP_SUBMIT && pWizard->NextButton()->isEnabled() && !pWizard->NextButton()->isHidden())
+		pWizard->OnNextClicked();
+	ASSERT_EQ(MINTYARD_STEP_SUBMIT, pWizard->CurrentPage()) << pWizard->StatusLabel()->text().toStdString();
+	const QString zip = QString::fromUtf8(pWizard->ZipPath().c_str());
+	EXPECT_TRUE(QFileInfo(zip).fileName().startsWith("mintyard_submit_dusk_in_the_bramble_wood_")) << zip.toStdString();
+
+	NewWizard()->OpenFile(zip);
+	ASSERT_EQ(MINTYARD_STEP_INPUTS, m_pWizard->CurrentPage()) << m_Game.MessageTitles().join(", ").toStdString();
+	const CUtlString unpacked = m_pWizard->Session().m_ImageSets[0]->m_Images[0]->Value();
+	EXPECT_EQ(0u, unpacked.find(m_Game.Scratch())) << unpacked;
+	EXPECT_EQ(m_Game.ReadFile(MINTYARD_SOURCE_DIR "/sample/art/loading_screen/dusk_in_the_bramble_wood.png"), m_Game.ReadFile(unpacked));
 	unsetenv("MINTYARD_RESOURCECOMPILER");
 }
 
