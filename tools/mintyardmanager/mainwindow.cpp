@@ -459,6 +459,8 @@ void CMainWindow::OnReadyToSubmit(PreparedMintyardSubmission_t *submission)
 	tags << "imported" << "renewed";
 	dialog->SetTags(tags);
 	connect(dialog, SIGNAL(accepted()), this, SLOT(QueueRefreshView()));
+	m_SubmissionDialogs.removeAll(QPointer<CPublishFileDialog>());
+	m_SubmissionDialogs.append(dialog);
 	if (QObject *submitter = submission->m_pSubmitter.data())
 	{
 		connect(dialog, SIGNAL(accepted()), submitter, SLOT(OnSubmitAccepted()));
@@ -492,6 +494,30 @@ void CMainWindow::closeEvent(QCloseEvent *event)
 	{
 		event->ignore();
 		return;
+	}
+	// The publish forms of the wizards' zips go with the window, asking first when they hold
+	// changes.
+	for (const QPointer<CPublishFileDialog> &dialog : m_SubmissionDialogs)
+	{
+		if (!dialog || !dialog->isVisible())
+			continue;
+		if (dialog->IsDirty() && !CPublishFileDialog::AskCancelPublish(this))
+		{
+			event->ignore();
+			return;
+		}
+		dialog->SetDirty(false);
+		dialog->reject();
+	}
+	// The import wizards go with the window, each asking about its session first; one that the
+	// author keeps open keeps the tool open.
+	for (CQMintyardImportDialog *wizard : ImportWizards())
+	{
+		if (!wizard->close())
+		{
+			event->ignore();
+			return;
+		}
 	}
 	if (m_pPublishDialog)
 	{

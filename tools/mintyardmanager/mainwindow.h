@@ -101,4 +101,5 @@ private:
 	CKeyValues3Context m_WizardSettings;
 	bool m_bWizardSettingsRead = false;
 	QList<QPointer<CQMintyardImportDialog>> m_ImportWizards;
+	QList<QPointer<CPublishFileDialog>> m_SubmissionDialogs; // the publish forms of the wizards' zips
 };

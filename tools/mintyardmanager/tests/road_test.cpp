@@ -220,6 +220,15 @@ protected:
 		const std::string path = m_Temp.Write("downloaded_" + std::to_string(handle) + ".bdl", r->body);
 		return RunCommand(MINTYARD_BINARY_DIR "/bin/bdl l " + path).output;
 	}
+	// The sample's content tree (the hero's item material template is a wearable's base) and the
+	// art of the sample's wearable for Bramble's head in road/art.
+	void CopyWearableArt()
+	{
+		fs::copy(MINTYARD_SOURCE_DIR "/sample/content/zarn", m_Temp.Path("content/zarn"), fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+		fs::create_directories(m_Temp.Path("road/art"));
+		for (const auto &entry : fs::directory_iterator(MINTYARD_SOURCE_DIR "/sample/art/wearables/bramble_head"))
+			fs::copy(entry.path(), m_Temp.Path("road/art/" + entry.path().filename().string()));
+	}
 	// The file's submission zip (a content entry named mintyard_submit_<name>_*.zip): its handle and
 	// its entries by name.
 	uint64_t SubmissionZip(const rapidjson::Value &file, const std::string &importName, std::map<std::string, std::string> &entries)
@@ -479,17 +488,30 @@ std::string Names(const std::map<std::string, std::string> &entries)
 }
 } // namespace
 
+// The content service goes away while the author fills the publish form: the submission fails
+// with a message, nothing is listed, the tool does not crash and the wizard keeps the inputs.
+TEST_F(ToolRoad, AServiceThatGoesAwayDuringTheUploadLeavesTheWizardWithTheAuthorsInputs)
+{
+	CopyWearableArt();
+	ASSERT_TRUE(StartHost("wearable_offline", "", { "-mintyard_items" }));
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint form ready")) << m_Host.Describe();
+	m_Service.Stop();
+	m_Host.Go("form ready");
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint kept")) << m_Host.Describe();
+	const std::string log = m_Host.Log();
+	EXPECT_TRUE(Contains(log, "wizard kept briar_crown bramble_head_color.png")) << log;
+	EXPECT_FALSE(Contains(log, "box Submitted")) << log;
+	m_Host.Go("kept");
+	EXPECT_EQ(0, m_Host.Finish()) << m_Host.Describe();
+}
+
 // The artist's whole road for a hero's wearable: New Submission, the hero and slot picked, the
 // sample art typed in, imported, through the preview and the portrait, submitted and published
 // from the wizard's zip; then Re-upload opens the wizard on the kept session, a changed colour
 // texture is imported and goes up with a change note.
 TEST_F(ToolRoad, AWearableIsImportedPublishedAndReUploadedWithAChangedTexture)
 {
-	// The sample's content tree: the hero's item material template is the wearable's base.
-	fs::copy(MINTYARD_SOURCE_DIR "/sample/content/zarn", m_Temp.Path("content/zarn"), fs::copy_options::recursive | fs::copy_options::overwrite_existing);
-	fs::create_directories(m_Temp.Path("road/art"));
-	for (const auto &entry : fs::directory_iterator(MINTYARD_SOURCE_DIR "/sample/art/wearables/bramble_head"))
-		fs::copy(entry.path(), m_Temp.Path("road/art/" + entry.path().filename().string()));
+	CopyWearableArt();
 	QImage changed(QString::fromStdString(m_Temp.Path("road/art/bramble_head_color.png")));
 	ASSERT_FALSE(changed.isNull());
 	changed.invertPixels();

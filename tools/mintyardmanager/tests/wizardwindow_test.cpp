@@ -145,3 +145,36 @@ TEST_F(WizardWindowTest, ItemFileWithoutAValueOpensTheWizardAlone)
 	EXPECT_EQ(MINTYARD_STEP_TYPE_PICK, window->ImportWizards().first()->CurrentPage());
 	EXPECT_TRUE(m_WizardTitles.isEmpty());
 }
+
+// Closing the window closes its wizards, each asking about its session; a wizard the author keeps
+// open (Cancel) keeps the window open too.
+TEST_F(WizardWindowTest, ClosingTheWindowClosesItsWizardsUnlessTheAuthorKeepsOne)
+{
+	const std::string session = m_Temp.Write("sessions/contract.txt",
+		"<!-- kv3 encoding:text:version{e21c7f3c-8a33-41c5-9977-a76d3a32aa0d} format:generic:version{7412167c-06e9-4698-aff2-e63eb59037e7} -->\n"
+		"{ template_name = \"contract_only\" import_name = \"kept_open\" misc_data_list = [ { id = \"contract_notes\" value = \"All of it.\" } ] }\n");
+	CMainWindow *window = Start({ "-mintyard_items", "-item_file", session.c_str() });
+	ASSERT_EQ(1, window->ImportWizards().size());
+	QPointer<CQMintyardImportDialog> wizard = window->ImportWizards().first();
+	ASSERT_EQ(MINTYARD_STEP_INPUTS, wizard->CurrentPage());
+
+	MintyardWizardMessageHook() = [this](QMessageBox::Icon, const QString &title, const QString &, int, int) {
+		m_WizardTitles << title;
+		return (int)QMessageBox::Cancel;
+	};
+	m_WizardTitles.clear();
+	EXPECT_FALSE(window->close());
+	EXPECT_EQ(QStringList{ "Save the Session?" }, m_WizardTitles);
+	EXPECT_TRUE(window->isVisible());
+	ASSERT_TRUE(wizard);
+	EXPECT_TRUE(wizard->isVisible());
+	EXPECT_EQ("kept_open", wizard->Session().GetNameElement()->Value());
+
+	MintyardWizardMessageHook() = [this](QMessageBox::Icon, const QString &title, const QString &, int, int) {
+		m_WizardTitles << title;
+		return (int)QMessageBox::No;
+	};
+	EXPECT_TRUE(window->close());
+	QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+	EXPECT_FALSE(wizard);
+}

@@ -10,7 +10,8 @@
 //                         (a re-upload of a file that another account owns), "item" (a
 //                         submission made in the import wizard, in an item mode) or "wearable"
 //                         (a hero's wearable made of the art in <dir>/art, imported, previewed,
-//                         framed, published, then re-uploaded with a changed texture)
+//                         framed, published, then re-uploaded with a changed texture) or
+//                         "wearable_offline" (the same wearable sent to a service that went away)
 //
 // Each step waits for what it needs, acts, and moves on; a step that cannot finish in 60 seconds
 // writes "FAILED <step>: <why>" and ends the host with exit code 3. At a "checkpoint" the driver
@@ -34,6 +35,7 @@
 #include <QDropEvent>
 #include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QGenericPlugin>
 #include <QLabel>
 #include <QLineEdit>
@@ -103,6 +105,8 @@ public:
 			BuildItemScript();
 		else if (m_Script == "wearable")
 			BuildWearableScript();
+		else if (m_Script == "wearable_offline")
+			BuildWearableOfflineScript();
 		else
 			Log("FAILED start: unknown script \"" + m_Script + "\"");
 		connect(&m_Timer, &QTimer::timeout, this, &CRoadDriver::Tick);
@@ -188,7 +192,17 @@ private:
 		AnswerBoxes();
 		AnswerFileDialogs();
 		if (m_nStep >= (int)m_Steps.size())
+		{
+			if (++m_nIdleTicks % 100 == 0)
+			{
+				QStringList open;
+				for (QWidget *w : QApplication::topLevelWidgets())
+					if (w->isVisible())
+						open << QString(w->metaObject()->className()) + " " + w->windowTitle();
+				Log("still open: " + open.join(", "));
+			}
 			return;
+		}
 		Step_t &step = m_Steps[m_nStep];
 		QString why;
 		if (step.m_Run(why))
@@ -726,10 +740,9 @@ private:
 		});
 	}
 
-	// A wearable for Bramble's head from the art the test put in <dir>/art: picked, filled,
-	// imported, through the preview and the portrait to the publish form; its session kept.
-	// Then a re-upload of it with a changed colour texture and a change note.
-	void BuildWearableScript()
+	// From the start to the filled publish form of a wearable for Bramble's head, made of the art
+	// the test put in <dir>/art: picked, filled, imported, through the preview and the portrait.
+	void AddWearableToTheForm()
 	{
 		const QString art = m_Dir + "/art/";
 		AddWaitForList("start", 0);
@@ -756,6 +769,14 @@ private:
 		AddType("type description", "mintyard_publish_description", "A crown of thorns for Bramble.", false);
 		AddDropImage("drop preview", m_Dir + "/preview.png");
 		AddClick("public", "mintyard_publish_public");
+	}
+
+	// The wearable published with its session kept; then a re-upload of it with a changed colour
+	// texture and a change note.
+	void BuildWearableScript()
+	{
+		const QString art = m_Dir + "/art/";
+		AddWearableToTheForm();
 		AddFileAnswer("keep the session", m_Dir + "/briar_crown.session.txt");
 		AddClick("submit", "mintyard_publish_submit");
 		AddWaitForList("listed", 1, "Briar Crown");
@@ -789,6 +810,38 @@ private:
 		AddQuit();
 	}
 
+	// The service goes away while the form is up: the submission fails with a message, and the
+	// wizard stays with the author's inputs.
+	void BuildWearableOfflineScript()
+	{
+		AddWearableToTheForm();
+		AddCheckpoint("form ready"); // the test stops the service here
+		AddClick("submit", "mintyard_publish_submit");
+		Add("a message", [this](QString &why) {
+			why = "no message about the failed submission";
+			return Contains(ReadLog(), "\nbox ");
+		});
+		Add("the wizard kept the inputs", [this](QString &why) {
+			QWidget *wizard = FindTopLevel("CQMintyardImportDialog");
+			QLineEdit *name = FindChildNamed<QLineEdit>(wizard, "mintyard_input_name");
+			QLineEdit *colour = FindChildNamed<QLineEdit>(wizard, "mintyard_input_color");
+			why = "the wizard or its inputs are gone";
+			if (!name || !colour || AnyProgressVisible())
+				return false;
+			Log("wizard kept " + name->text() + " " + QFileInfo(colour->text()).fileName());
+			return true;
+		});
+		AddCheckpoint("kept");
+		AddQuit();
+	}
+
+	QString ReadLog() const
+	{
+		QFile file(m_Dir + "/road.log");
+		return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+	}
+	static bool Contains(const QString &text, const QString &part) { return text.contains(part); }
+
 	QString m_Dir;
 	QString m_Script;
 	FILE *m_pLog = nullptr;
@@ -797,6 +850,7 @@ private:
 	int m_nStep = 0;
 	int m_nSteadyTicks = 0;
 	int m_nShot = 0;
+	int m_nIdleTicks = 0;
 	bool m_bCheckpointLogged = false;
 	std::chrono::steady_clock::time_point m_StepStarted;
 	QList<QPointer<QMessageBox>> m_Answered;
