@@ -137,7 +137,10 @@ bool LoadCommandSession(CMintyardImportSession &session, const char *pszCommand,
 void SetCommandSearchPaths(CMintyardImportSession &session, const CUtlString &gameDirectory)
 {
 	// The game folder <root>/game/<mod> goes with the content root <root>/content/<mod>.
-	const std::filesystem::path game = std::filesystem::absolute(gameDirectory.c_str()).lexically_normal();
+	std::filesystem::path game = std::filesystem::absolute(gameDirectory.c_str()).lexically_normal();
+	// "zarn/" as a shell completes it names the same folder as "zarn".
+	if (!game.has_filename() && game.has_parent_path())
+		game = game.parent_path();
 	const std::filesystem::path content = game.parent_path().parent_path() / "content" / game.filename();
 	session.SetSearchPaths(game.string().c_str(), content.string().c_str());
 }

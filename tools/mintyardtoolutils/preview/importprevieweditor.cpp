@@ -2,6 +2,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QEvent>
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QGroupBox>
@@ -164,6 +165,9 @@ CQImportPreviewEditor::CQImportPreviewEditor(QWidget *pParent) : QWidget(pParent
 	connect(m_pSceneWidget, SIGNAL(OnNodeClicked(ToolSceneTraceResult_t *, Qt::MouseButton, Qt::KeyboardModifiers)), this,
 		SLOT(OnSceneNodeClicked(ToolSceneTraceResult_t *, Qt::MouseButton, Qt::KeyboardModifiers)));
 
+	connect(m_pSceneWidget, SIGNAL(SceneCameraChanged()), this, SLOT(OnSceneCameraChanged()));
+	m_pSceneWidget->installEventFilter(this);
+
 	m_Set.AddListener(this);
 	g_pToolFramework->AddFrameListener(this);
 	m_pSelectWearables->hide();
@@ -309,14 +313,34 @@ void CQImportPreviewEditor::RefreshScene(bool bForce)
 		Log_Warning(LOG_MINTYARD_PREVIEW, "%s\n", error.c_str());
 	if (!m_bFramed)
 	{
-		const int nWidth = std::max(1, m_pSceneWidget->width()), nHeight = std::max(1, m_pSceneWidget->height());
-		m_pPreview->FrameCamera(m_pSceneWidget->Camera(), (float)nWidth / (float)nHeight);
+		FrameCamera();
 		m_bFramed = true;
+		m_bCameraMoved = false;
 	}
 	RefreshAttachments();
 	RefreshMeshProblems();
 	RefreshTextureCombo();
 	m_pSceneWidget->RequestRender();
+}
+
+void CQImportPreviewEditor::FrameCamera()
+{
+	const int nWidth = std::max(1, m_pSceneWidget->width()), nHeight = std::max(1, m_pSceneWidget->height());
+	m_pPreview->FrameCamera(m_pSceneWidget->Camera(), (float)nWidth / (float)nHeight);
+	m_pSceneWidget->RequestRender();
+}
+
+void CQImportPreviewEditor::OnSceneCameraChanged()
+{
+	m_bCameraMoved = true;
+}
+
+bool CQImportPreviewEditor::eventFilter(QObject *pWatched, QEvent *pEvent)
+{
+	// The page is laid out after the scene was framed: the view's shape is known only now.
+	if (pWatched == m_pSceneWidget && pEvent->type() == QEvent::Resize && m_bFramed && !m_bCameraMoved)
+		FrameCamera();
+	return QWidget::eventFilter(pWatched, pEvent);
 }
 
 // ---------------------------------------------------------------------------------------------

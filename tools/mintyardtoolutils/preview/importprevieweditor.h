@@ -25,6 +25,7 @@
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/preview/meshproblems.h"
 #include "mintyardtoolutils/preview/previewpages.h"
+#include "mintyardtoolutils/preview/wearablepicker.h"
 #include "mintyardtoolutils/preview/previewmodelset.h"
 #include "mintyardtoolutils/wizard/wizardpage.h"
 #include "toolframework/toolframework.h"
@@ -34,7 +35,6 @@
 
 class CQAnimPreviewWidget;
 class CQToolSceneWidget;
-class CQWearablePicker;
 class CToolSceneModelNode;
 class CZarnPreviewScene;
 class QCheckBox;
@@ -147,6 +147,11 @@ public Q_SLOTS:
 	void OnSceneNodeClicked(ToolSceneTraceResult_t *pResult, Qt::MouseButton button, Qt::KeyboardModifiers modifiers);
 	// Beyond the preview's own controls: the topology findings of the model's mesh sources.
 	void OnShowMeshProblemsChanged();
+	void OnSceneCameraChanged();
+
+protected:
+	// The scene widget's resizes: the camera frames the models anew until the author moves it.
+	bool eventFilter(QObject *pWatched, QEvent *pEvent) override;
 
 private:
 	// The scene anew from the set, when what stands in it changed; otherwise its animation and
@@ -159,6 +164,7 @@ private:
 	void RefreshMeshProblems();
 	void UpdateAttachmentButtons();
 	void StartEdit(int nMode);
+	void FrameCamera();
 	// The attachment's bone in the world: the marker's attachment with the compiled local
 	// transform taken off (the model's origin when the compiled model lacks the attachment).
 	SceneMatrix_t AttachmentBoneWorld(int nAttachment) const;
@@ -182,6 +188,7 @@ private:
 	SceneMatrix_t m_DragBone;
 	bool m_bDragging = false;
 	bool m_bFramed = false;
+	bool m_bCameraMoved = false;
 	bool m_bApplyingPreview = false;
 	QString m_LastPreviewMessage;
 
