@@ -230,6 +230,8 @@ TEST_F(PreviewEditorTest, WithoutAttachmentsTheButtonsDoNothing)
 	EXPECT_FALSE(editor.Gizmo()->IsVisible());
 	EXPECT_EQ(listener.m_nCalls, 0);
 	EXPECT_FALSE(editor.SelectWearablesButton()->isVisible()) << "a ward has no hero to dress";
+	EXPECT_FALSE(editor.ShowDefaultParticlesCheck()->isVisible());
+	EXPECT_FALSE(editor.ShowReferenceModelCheck()->isVisible());
 	m_Session.RemoveListener(&listener);
 }
 
@@ -239,6 +241,7 @@ TEST_F(PreviewEditorTest, AWearableStandsOnItsHeroAndTheAnimationControlDrivesIt
 	CQImportPreviewEditor &editor = *m_pEditor;
 	EXPECT_NE(editor.ModelSet().GetHero(), nullptr);
 	EXPECT_TRUE(editor.SelectWearablesButton()->isVisible());
+	EXPECT_TRUE(editor.ShowDefaultParticlesCheck()->isVisible());
 	ASSERT_NE(editor.PreviewScene().GetSubjectNode(), nullptr);
 	EXPECT_NE(editor.PreviewScene().GetSubjectNode(), editor.PreviewScene().GetModelNode()) << "the hero is the subject";
 
