@@ -29,6 +29,7 @@
 #include "mintyardtoolutils/preview/previewrender.h"
 #include "mintyardtoolutils/preview/previewscene.h"
 #include "toolframework/toolframework.h"
+#include "toolscene/bench/barebench.h"
 #include "toolscene/sceneoffscreen.h"
 #include "toolscene/sceneresources.h"
 #include "toolscene/sceneshaders.h"
@@ -128,39 +129,6 @@ void BM_PreviewFrame(benchmark::State &state)
 	renderer.Scene().SetGridEnabled(true);
 }
 
-GLuint BuildProgram(QOpenGLFunctions_3_3_Core *gl, const char *pszVertex, const char *pszFragment)
-{
-	const char *sources[2] = { pszVertex, pszFragment };
-	const GLenum types[2] = { GL_VERTEX_SHADER, GL_FRAGMENT_SHADER };
-	const GLuint program = gl->glCreateProgram();
-	for (int s = 0; s < 2; ++s)
-	{
-		const GLuint shader = gl->glCreateShader(types[s]);
-		gl->glShaderSource(shader, 1, &sources[s], nullptr);
-		gl->glCompileShader(shader);
-		gl->glAttachShader(program, shader);
-		gl->glDeleteShader(shader);
-	}
-	gl->glLinkProgram(program);
-	GLint linked = 0;
-	gl->glGetProgramiv(program, GL_LINK_STATUS, &linked);
-	if (!linked)
-	{
-		gl->glDeleteProgram(program);
-		return 0;
-	}
-	return program;
-}
-
-void ColumnMajor(const SceneMatrix_t &m, float out[16])
-{
-	for (int c = 0; c < 4; ++c)
-	{
-		for (int r = 0; r < 4; ++r)
-			out[c * 4 + r] = m.m[r][c];
-	}
-}
-
 // One mesh of the bare loop: its buffers and the world matrix of its node.
 struct BareMesh_t
 {
@@ -217,7 +185,7 @@ void MakeBareMeshes(QOpenGLFunctions_3_3_Core *gl, std::vector<BareMesh_t> &out)
 			bare.m_nIndexCount = (GLsizei)mesh.IndexCount();
 			gl->glBindVertexArray(0);
 			const SceneMatrix_t world = pNode->GetWorldTransform();
-			ColumnMajor(world, bare.m_Model);
+			BareBench_ColumnMajor(world, bare.m_Model);
 			for (int c = 0; c < 3; ++c)
 			{
 				for (int r = 0; r < 3; ++r)
@@ -243,7 +211,7 @@ void BM_PreviewBareLoop(benchmark::State &state)
 	}
 	QOpenGLFunctions_3_3_Core *gl = offscreen.Renderer().GL();
 	const std::string vertex = SceneShader_ModelVertexSource(true);
-	const GLuint program = BuildProgram(gl, vertex.c_str(), g_pszModelFragmentShader);
+	const GLuint program = BareBench_BuildProgram(gl, vertex.c_str(), g_pszModelFragmentShader);
 	if (!program)
 	{
 		state.SkipWithError("the scene's program does not link here");
@@ -268,24 +236,9 @@ void BM_PreviewBareLoop(benchmark::State &state)
 	auto uniform = [&](const char *pszName) { return gl->glGetUniformLocation(program, pszName); };
 	float viewProjection[16];
 	CToolSceneCamera &camera = s_pBench->m_pRenderer->Scene().Camera();
-	ColumnMajor(camera.GetViewProjectionMatrix((float)WIDTH / (float)HEIGHT), viewProjection);
+	BareBench_ColumnMajor(camera.GetViewProjectionMatrix((float)WIDTH / (float)HEIGHT), viewProjection);
 	gl->glUniformMatrix4fv(uniform("uViewProjection"), 1, GL_FALSE, viewProjection);
-	gl->glUniform1i(uniform("uColorTexture"), 0);
-	gl->glUniform1i(uniform("uNormalTexture"), 1);
-	gl->glUniform1i(uniform("uTranslucencyTexture"), 2);
-	gl->glUniform1i(uniform("uBones"), 3);
-	gl->glUniform1i(uniform("uFlags"), SHADER_FLAG_COLOR_TEXTURE);
-	gl->glUniform1i(uniform("uSkinned"), 0);
-	gl->glUniform4f(uniform("uColor"), 1.0f, 1.0f, 1.0f, 1.0f);
-	gl->glUniform4f(uniform("uTint"), 1.0f, 1.0f, 1.0f, 0.0f);
-	const Vector eye = camera.GetPosition();
-	gl->glUniform3f(uniform("uEyePosition"), eye.x, eye.y, eye.z);
-	gl->glUniform3f(uniform("uLightDirection"), -0.5f, 0.6f, -0.62f);
-	gl->glUniform3f(uniform("uLightColor"), 1.0f, 0.95f, 0.9f);
-	gl->glUniform3f(uniform("uAmbientColor"), 0.1f, 0.12f, 0.15f);
-	gl->glUniform3f(uniform("uAmbientDirection"), 0.0f, 0.0f, 0.0f);
-	gl->glUniform3f(uniform("uSpecularColor"), 0.05f, 0.05f, 0.05f);
-	gl->glUniform1f(uniform("uSpecularPower"), 16.0f);
+	BareBench_SetShadingUniforms(gl, program, camera.GetPosition());
 	const GLint modelUniform = uniform("uModel"), normalUniform = uniform("uNormalMatrix");
 	offscreen.DoneCurrent();
 
