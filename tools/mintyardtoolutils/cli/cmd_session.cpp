@@ -115,19 +115,35 @@ struct SessionCommand_t
 	// Relative file names in the session are taken relative to the session file's folder.
 	bool LoadSession(bool bTokens)
 	{
-		ImportMessageList list;
-		const std::filesystem::path sessionPath = std::filesystem::absolute(std::filesystem::path(operand.c_str())).lexically_normal();
-		LoadContext ctx;
-		ctx.rewritePaths = true;
-		ctx.basePath = sessionPath.parent_path().string();
-		if (LoadSessionFile(session, ctx, sessionPath.c_str(), list))
-			return true;
-		fprintf(stderr, "mintyard %s: cannot load the session %s\n", pszName, operand.c_str());
-		PrintEntries(stderr, list, bTokens);
-		return false;
+		return LoadCommandSession(session, pszName, operand, bTokens);
 	}
 };
 } // namespace
+
+bool LoadCommandSession(CMintyardImportSession &session, const char *pszCommand, const CUtlString &sessionFile, bool bTokens)
+{
+	ImportMessageList list;
+	const std::filesystem::path sessionPath = std::filesystem::absolute(std::filesystem::path(sessionFile.c_str())).lexically_normal();
+	LoadContext ctx;
+	ctx.rewritePaths = true;
+	ctx.basePath = sessionPath.parent_path().string();
+	if (LoadSessionFile(session, ctx, sessionPath.c_str(), list))
+		return true;
+	fprintf(stderr, "mintyard %s: cannot load the session %s\n", pszCommand, sessionFile.c_str());
+	PrintEntries(stderr, list, bTokens);
+	return false;
+}
+
+void SetCommandSearchPaths(CMintyardImportSession &session, const CUtlString &gameDirectory)
+{
+	// The game folder <root>/game/<mod> goes with the content root <root>/content/<mod>.
+	std::filesystem::path game = std::filesystem::absolute(gameDirectory.c_str()).lexically_normal();
+	// "zarn/" as a shell completes it names the same folder as "zarn".
+	if (!game.has_filename() && game.has_parent_path())
+		game = game.parent_path();
+	const std::filesystem::path content = game.parent_path().parent_path() / "content" / game.filename();
+	session.SetSearchPaths(game.string().c_str(), content.string().c_str());
+}
 
 int Command_Validate(const CUtlVector<CUtlString> &args)
 {
@@ -165,10 +181,7 @@ int Command_Import(const CUtlVector<CUtlString> &args)
 	const bool bTokens = HasFlag(args, "--tokens");
 	if (!command.LoadSession(bTokens))
 		return 1;
-	// The game folder <root>/game/<mod> goes with the content root <root>/content/<mod>.
-	const std::filesystem::path game = std::filesystem::absolute(command.gameDirectory.c_str()).lexically_normal();
-	const std::filesystem::path content = game.parent_path().parent_path() / "content" / game.filename();
-	command.session.SetSearchPaths(game.string().c_str(), content.string().c_str());
+	SetCommandSearchPaths(command.session, command.gameDirectory);
 	CStandardErrorImportLog log;
 	ImportMessageList list;
 	list.SetLog(&log);

@@ -229,6 +229,10 @@ bool LoadUnitData(GameUnitTable &table);
 KeyValues *FindItemsGameEntry(int definitionIndex);
 // The "items" block of items_game (null when the file failed to load).
 KeyValues *GetItemsGameItems();
+// The hero's default item of a slot: the first item of items_game with the prefab "default_item",
+// the slot's name as `item_slot` (case ignored) and the hero among its `used_by_heroes`. Null
+// when there is none.
+KeyValues *FindHeroDefaultItem(const hero_t &hero, const char *pszSlotName);
 
 // The process-wide tables, and their one-time load (true when both loaded). Reload drops the
 // tables and the loaded items_game and reads everything again (for tests and tools that switch
