@@ -538,6 +538,10 @@ TEST_F(ToolRoad, AWearableIsImportedPublishedAndReUploadedWithAChangedTexture)
 	EXPECT_TRUE(ReadAll(m_Temp.Path("road/art/bramble_head_lod1.fbx")) == EntryEndingWith(entries, "/mesh_world.fbx")) << Names(entries);
 	// The import compiled the wearable into the game's tree, and the wizard kept the session.
 	EXPECT_TRUE(Contains(m_Host.Log(), "import log Import took")) << m_Host.Log();
+	// The preview drew the model on its hero in the middle of its view.
+	const size_t drawn = m_Host.Log().find("middle ");
+	ASSERT_NE(std::string::npos, drawn) << m_Host.Log();
+	EXPECT_GE(std::stoi(m_Host.Log().substr(drawn + 7)), 15) << m_Host.Log(); // the sky and the ground: none
 	EXPECT_TRUE(fs::exists(m_Temp.Path("road/briar_crown.session.txt"))) << m_Host.Log();
 	bool bCompiledModel = false;
 	for (const auto &entry : fs::recursive_directory_iterator(m_Temp.Path("game/zarn")))

@@ -40,6 +40,13 @@ const float ATTACHMENT_MARKER_SHARE = 0.08f;
 const float ATTACHMENT_MARKER_LENGTH = 16.0f;
 const int RIGHT_COLUMN_WIDTH = 320;
 
+// A wrapped text in the fixed-width column keeps the height of all its lines when the window is
+// short of room.
+void KeepWholeText(QLabel *pLabel)
+{
+	pLabel->setMinimumHeight(pLabel->heightForWidth(RIGHT_COLUMN_WIDTH - 8));
+}
+
 SceneMatrix_t AttachmentLocal(const Vector &offset, const QAngle &angles)
 {
 	return SceneMatrixFromAngles(angles, offset);
@@ -84,6 +91,7 @@ CQImportPreviewEditor::CQImportPreviewEditor(QWidget *pParent) : QWidget(pParent
 
 	m_pDescription = new CQSafeWordWrapLabel(MintyardTranslate("#ZARN_Mintyard_Preview_Desc_Default"), pColumn);
 	m_pDescription->setObjectName("mintyard_preview_description");
+	KeepWholeText(m_pDescription);
 	pRight->addWidget(m_pDescription);
 
 	QFormLayout *pForm = new QFormLayout();
@@ -283,6 +291,7 @@ void CQImportPreviewEditor::SetModelBySessionIndex(int nIndex)
 	const CMintyardTemplate_ZarnModel *pTemplate = m_pSession->m_Models[(size_t)nIndex]->GetModelTemplate();
 	m_pDescription->setText(
 		MintyardTranslate(pTemplate && !pTemplate->preview_desc.empty() ? pTemplate->preview_desc.c_str() : "#ZARN_Mintyard_Preview_Desc_Default"));
+	KeepWholeText(m_pDescription);
 	RefreshScene(true);
 	RefreshTextureCombo();
 	RefreshAnimationControls();

@@ -41,6 +41,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QOpenGLWidget>
 #include <QPointer>
 #include <QProgressDialog>
 #include <QPlainTextEdit>
@@ -732,6 +733,40 @@ private:
 		});
 	}
 
+	// On the preview page, once its 3D view has drawn: how much of the view's middle (where the
+	// framed model stands) is coloured, in percent. The sky, the ground and the grid are grey; the
+	// model's textures are not.
+	void AddLookAtPreview(const QString &name)
+	{
+		Add(name, [this](QString &why) {
+			QWidget *wizard = FindTopLevel("CQMintyardImportDialog");
+			QWidget *description = FindChildNamed<QWidget>(wizard, "mintyard_preview_description");
+			QOpenGLWidget *view = nullptr;
+			for (QOpenGLWidget *w : wizard ? wizard->findChildren<QOpenGLWidget *>() : QList<QOpenGLWidget *>())
+				if (w->isVisible())
+					view = w;
+			why = "no preview page with a 3D view";
+			if (!description || !description->isVisible() || !view)
+				return false;
+			if (++m_nSteadyTicks < 25) // half a second of frames
+				return false;
+			m_nSteadyTicks = 0;
+			const QImage image = view->grabFramebuffer();
+			image.save(m_Dir + "/shots/preview view.png");
+			int nColoured = 0, nTotal = 0;
+			for (int y = image.height() / 5; y < image.height() * 4 / 5; ++y)
+			{
+				for (int x = image.width() * 2 / 5; x < image.width() * 3 / 5; ++x, ++nTotal)
+				{
+					const QRgb c = image.pixel(x, y);
+					nColoured += qMax(qRed(c), qMax(qGreen(c), qBlue(c))) - qMin(qRed(c), qMin(qGreen(c), qBlue(c))) > 16;
+				}
+			}
+			Log(QString("preview drawn %1x%2, middle %3% coloured").arg(image.width()).arg(image.height()).arg(nTotal ? nColoured * 100 / nTotal : 0));
+			return true;
+		});
+	}
+
 	void AddFileAnswer(const QString &name, const QString &path)
 	{
 		Add(name, [this, path](QString &) {
@@ -760,6 +795,8 @@ private:
 		AddWizardWaitFor("log", "mintyard_import_log");
 		AddWizardLogSays("import succeeded", "Import successful!");
 		AddWizardShot("wearable log");
+		AddWizardClick("to the preview", "mintyard_next");
+		AddLookAtPreview("the preview");
 		AddWizardNextUntil("to submit", "mintyard_submit_new", "wearable page");
 		AddWizardShot("wearable submit");
 		AddWizardClick("submit new", "mintyard_submit_new");
