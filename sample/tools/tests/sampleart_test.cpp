@@ -23,6 +23,8 @@
 #include <map>
 #include <set>
 
+#include <rapidjson/document.h>
+
 #include "artrender.h"
 #include "core/fileio.h"
 #include "core/keyvalues.h"
@@ -418,18 +420,22 @@ TEST(SampleArt, EveryAssetTheScriptsNameHasItsSource)
 	EXPECT_EQ(gameFiles.size(), 3u);
 	for (const std::string &file : gameFiles)
 		EXPECT_TRUE(fs::exists(kGame + file)) << file;
-	// Until the resource compiler runs in the build, a model's compiled form is checked as its
-	// source: every model document under the content tree, with everything it names.
+	// Every model document under the content tree, with everything it names, and its compiled
+	// file under the game tree (the build compiles the sample).
 	EXPECT_GE(models.size(), 20u);
 	for (const std::string &model : models)
 	{
 		ASSERT_TRUE(fs::exists(kContent + model)) << model;
 		CheckModelDocument(model);
+		EXPECT_TRUE(fs::exists(kGame + model + "_c")) << model << " is not compiled";
 	}
 	for (const std::string &material : materials)
 	{
 		ASSERT_TRUE(fs::exists(kContent + material)) << material;
 		CheckMaterial(material);
+		// The materials that imports start from are read as they stand and never compiled.
+		if (!EndsWith(material, "_template.zmat"))
+			EXPECT_TRUE(fs::exists(kGame + material + "_c")) << material << " is not compiled";
 	}
 	// The editor's markers, the icon overlays and the portrait backgrounds.
 	for (const char *marker : { "camera", "axis_helper_thick", "spot", "arrow" })
@@ -457,6 +463,57 @@ TEST(SampleArt, EveryAssetTheScriptsNameHasItsSource)
 	}
 	EXPECT_GE(portraitBackgrounds, 2);
 	EXPECT_GE(iconBackgrounds, 2);
+}
+
+// Each hero's compiled model, as `resourcecompiler info` tells it: a skeleton holding the bone of
+// every attachment its slots require, the attachments themselves, and the idle, run and portrait
+// sequences with frames.
+TEST(SampleArt, EachCompiledHeroHasItsAttachmentBonesAndSequences)
+{
+	auto heroes = LoadScript("ZARNHeroes", kGame + "scripts/npc/npc_heroes.txt");
+	auto manifest = LoadScript("itemtest_manifest", kGame + "scripts/itemtest_manifest.txt");
+	int nHeroes = 0, nRequired = 0;
+	for (KeyValues *hero = heroes->GetFirstTrueSubKey(); hero; hero = hero->GetNextTrueSubKey())
+	{
+		const std::string model = hero->GetString("Model");
+		const std::string name = hero->GetName();
+		if (model.empty() || name == "npc_zarn_hero_base")
+			continue;
+		++nHeroes;
+		const CommandResult_t info = RunCommand(MINTYARD_BINARY_DIR "/bin/resourcecompiler info --json " + kGame + model + "_c");
+		rapidjson::Document json;
+		json.Parse(info.output.c_str());
+		ASSERT_TRUE(json.IsObject() && json.HasMember("skeleton") && json.HasMember("attachments") && json.HasMember("sequences"))
+			<< model << ": " << info.output;
+		std::set<std::string> bones, attachments;
+		std::map<std::string, int> sequences;
+		for (const auto &bone : json["skeleton"].GetArray())
+			bones.insert(bone["name"].GetString());
+		for (const auto &attachment : json["attachments"].GetArray())
+			attachments.insert(attachment["name"].GetString());
+		for (const auto &sequence : json["sequences"].GetArray())
+			sequences[sequence["name"].GetString()] = sequence["frames"].GetInt();
+		EXPECT_GT(bones.size(), 10u) << model;
+		for (const char *sequence : { "idle", "run", "portrait_pose" })
+			EXPECT_GT(sequences[sequence], 0) << model << " has no frames of " << sequence;
+		// The attachments that the manifest requires for the hero's slots, on bones of its skeleton.
+		std::set<std::string> slotNames;
+		if (KeyValues *itemSlots = hero->FindKey("ItemSlots"))
+			for (KeyValues *slot = itemSlots->GetFirstTrueSubKey(); slot; slot = slot->GetNextTrueSubKey())
+				slotNames.insert(slot->GetString("SlotName"));
+		const std::string folder = name.substr(name.rfind('_') + 1);
+		KeyValues *required = manifest->FindKey(("classes/" + folder + "/required_attachments").c_str());
+		for (KeyValues *slot = required ? required->GetFirstTrueSubKey() : nullptr; slot; slot = slot->GetNextTrueSubKey())
+		{
+			if (!slotNames.count(slot->GetName()))
+				continue; // a slot the hero does not have is passed over
+			for (KeyValues *point = slot->GetFirstTrueSubKey(); point; point = point->GetNextTrueSubKey(), ++nRequired)
+				EXPECT_TRUE(bones.count(point->GetString("bone_name"))) << model << " lacks the bone " << point->GetString("bone_name");
+		}
+		EXPECT_TRUE(attachments.count("attach_head")) << model;
+	}
+	EXPECT_GE(nHeroes, 3);
+	EXPECT_GT(nRequired, 0); // the manifest's attachments were found
 }
 
 TEST(SampleArt, OverlaysHaveTheirAlpha)
