@@ -303,3 +303,23 @@ Matrix4_t MatrixFromEulerDegrees(const Vector &angles, EulerOrder_t order)
 		out = MatrixMultiply(AxisRotation(axes[i], angles[axes[i]]), out);
 	return out;
 }
+
+Matrix4_t MatrixUpAxisToZ(char upAxis)
+{
+	Matrix4_t m;
+	if (upAxis == 'Y' || upAxis == 'y')
+	{
+		m.m[1][1] = 0.0;
+		m.m[1][2] = -1.0;
+		m.m[2][1] = 1.0;
+		m.m[2][2] = 0.0;
+	}
+	else if (upAxis == 'X' || upAxis == 'x')
+	{
+		m.m[0][0] = 0.0;
+		m.m[0][2] = -1.0;
+		m.m[2][0] = 1.0;
+		m.m[2][2] = 0.0;
+	}
+	return m;
+}

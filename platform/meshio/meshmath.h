@@ -56,3 +56,7 @@ enum EulerOrder_t
 	EULER_ZYX,
 };
 Matrix4_t MatrixFromEulerDegrees(const Vector &angles, EulerOrder_t order);
+
+// The turn of a source's up axis ('X', 'Y' or 'Z', as a scene reports it) to +Z, the compiled
+// models' up: Y-up (x, y, z) -> (x, -z, y), X-up (x, y, z) -> (-z, y, x), Z-up unchanged.
+Matrix4_t MatrixUpAxisToZ(char upAxis);

@@ -56,28 +56,6 @@ Vector Lerp(const Vector &a, const Vector &b, float t)
 }
 } // namespace
 
-Matrix4_t ModelAxisConversion(char upAxis)
-{
-	Matrix4_t m;
-	if (upAxis == 'Y' || upAxis == 'y')
-	{
-		// (x, y, z) -> (x, -z, y)
-		m.m[1][1] = 0.0;
-		m.m[1][2] = -1.0;
-		m.m[2][1] = 1.0;
-		m.m[2][2] = 0.0;
-	}
-	else if (upAxis == 'X' || upAxis == 'x')
-	{
-		// (x, y, z) -> (-z, y, x)
-		m.m[0][0] = 0.0;
-		m.m[0][2] = -1.0;
-		m.m[2][0] = 1.0;
-		m.m[2][2] = 0.0;
-	}
-	return m;
-}
-
 void PrepareSourceForModel(SourceScene_t &scene, double flScale)
 {
 	const int jointCount = (int)scene.joints.size();
@@ -106,7 +84,7 @@ void PrepareSourceForModel(SourceScene_t &scene, double flScale)
 	}
 
 	// Up axis and scale: M = R * S takes source model space to the model's.
-	const Matrix4_t turn = ModelAxisConversion(scene.upAxis);
+	const Matrix4_t turn = MatrixUpAxisToZ(scene.upAxis);
 	const Matrix4_t toModel = MatrixMultiply(turn, MatrixScale(flScale, flScale, flScale));
 	const bool bTurn = !turn.IsIdentity();
 	const bool bScale = flScale != 1.0;

@@ -14,8 +14,6 @@
 #include "meshio/meshmath.h"
 #include "meshio/sourcescene.h"
 
-// The turn of a source's up axis to +Z.
-Matrix4_t ModelAxisConversion(char upAxis);
 // Brings a loaded source into model space: root joints under nodes of an exporter, the up
 // axis, and the scale. Done once per source.
 void PrepareSourceForModel(SourceScene_t &scene, double flScale);

@@ -587,7 +587,7 @@ TEST(CompileModel, TrianglesAndAnimationsAgreeWithAssimpOnOtherToolsFiles)
 		// Each sequence has the animation's frames; at its first, middle and last frame the
 		// skinned vertices are where assimp's own skinning puts them (turned to Z-up).
 		ASSERT_EQ(model.m_Sequences.size(), (size_t)scene->mNumAnimations);
-		const Matrix4_t up = ModelAxisConversion(ours.upAxis);
+		const Matrix4_t up = MatrixUpAxisToZ(ours.upAxis);
 		for (unsigned a = 0; a < scene->mNumAnimations; ++a)
 		{
 			const CompiledSequence_t &sequence = model.m_Sequences[a];

@@ -14,28 +14,6 @@
 
 namespace
 {
-// The turn of a source's up axis to +Z, as the compiler makes it: Y-up (x, y, z) -> (x, -z, y),
-// X-up (x, y, z) -> (-z, y, x).
-Matrix4_t UpAxisToZ(char upAxis)
-{
-	Matrix4_t m;
-	if (upAxis == 'Y' || upAxis == 'y')
-	{
-		m.m[1][1] = 0.0;
-		m.m[1][2] = -1.0;
-		m.m[2][1] = 1.0;
-		m.m[2][2] = 0.0;
-	}
-	else if (upAxis == 'X' || upAxis == 'x')
-	{
-		m.m[0][0] = 0.0;
-		m.m[0][2] = -1.0;
-		m.m[2][0] = 1.0;
-		m.m[2][2] = 0.0;
-	}
-	return m;
-}
-
 // The compiled vertices of a model in cells, to find the one at a place.
 class CVertexGrid
 {
@@ -179,7 +157,7 @@ bool CZarnMeshProblems::Load(const char *pszContentRoot, const char *pszModelDoc
 			if (V_StrEqualNoCase(model.m_Meshes[m].m_Name, pNode->GetName()))
 				nCompiledMesh = (int)m;
 		}
-		const Matrix4_t toModel = MatrixMultiply(UpAxisToZ(scene.upAxis), MatrixScale(flScale, flScale, flScale));
+		const Matrix4_t toModel = MatrixMultiply(MatrixUpAxisToZ(scene.upAxis), MatrixScale(flScale, flScale, flScale));
 
 		auto point = [&](int nMesh, int32 nPosition) {
 			Point_t out;
