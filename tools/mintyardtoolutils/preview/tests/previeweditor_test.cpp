@@ -9,9 +9,6 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPushButton>
-#include <QLocalServer>
-#include <QLocalSocket>
-#include <QSemaphore>
 #include <QTest>
 #include <QThread>
 
@@ -28,6 +25,7 @@
 #include "mintyardtoolutils/wizard/wizardpage.h"
 #include "previewtestboxes.h"
 #include "previewtestgame.h"
+#include "testsupport/game_listener.h"
 #include "toolscene/scenegizmo.h"
 #include "toolscene/toolscenewidget.h"
 
@@ -47,44 +45,6 @@ void MouseMove(QWidget *pWidget, const QPoint &position, Qt::MouseButtons button
 	QApplication::sendEvent(pWidget, &event);
 }
 
-// Stands for a game: listens on a channel on a thread of its own and keeps the bytes of the
-// first connection.
-class CTestGameListener : public QThread
-{
-public:
-	explicit CTestGameListener(const QString &name) : m_Name(name) {}
-	bool Listen()
-	{
-		start();
-		m_Ready.acquire();
-		return m_bListening;
-	}
-	std::string m_Bytes;
-
-protected:
-	void run() override
-	{
-		QLocalServer::removeServer(m_Name);
-		QLocalServer server;
-		m_bListening = server.listen(m_Name);
-		m_Ready.release();
-		if (!m_bListening || !server.waitForNewConnection(10000))
-			return;
-		QLocalSocket *pSocket = server.nextPendingConnection();
-		while (pSocket->state() == QLocalSocket::ConnectedState || pSocket->bytesAvailable() > 0)
-		{
-			if (pSocket->bytesAvailable() == 0 && !pSocket->waitForReadyRead(5000))
-				break;
-			m_Bytes += pSocket->readAll().toStdString();
-		}
-		m_Bytes += pSocket->readAll().toStdString();
-	}
-
-private:
-	QString m_Name;
-	QSemaphore m_Ready;
-	bool m_bListening = false;
-};
 
 Vector NodeWorldPosition(const CToolSceneNode *pNode)
 {

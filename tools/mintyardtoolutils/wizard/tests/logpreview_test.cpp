@@ -5,11 +5,8 @@
 #include <thread>
 #include <unistd.h>
 
-#include <QLocalServer>
-#include <QLocalSocket>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QSemaphore>
 #include <QTextEdit>
 #include <QThread>
 
@@ -22,52 +19,12 @@
 #include "mintyardtoolutils/wizard/gamemessage.h"
 #include "mintyardtoolutils/wizard/imagepreview.h"
 #include "mintyardtoolutils/wizard/importlogwidget.h"
+#include "testsupport/game_listener.h"
 #include "testsupport/test_images.h"
 #include "wizardtestgame.h"
 
 namespace
 {
-// Stands for a game: listens on a channel on a thread of its own and keeps the bytes of the
-// first connection.
-class CTestGameListener : public QThread
-{
-public:
-	explicit CTestGameListener(const QString &name) : m_Name(name) {}
-
-	// Starts and returns once the channel listens.
-	bool Listen()
-	{
-		start();
-		m_Ready.acquire();
-		return m_bListening;
-	}
-
-	std::string m_Bytes;
-
-protected:
-	void run() override
-	{
-		QLocalServer::removeServer(m_Name);
-		QLocalServer server;
-		m_bListening = server.listen(m_Name);
-		m_Ready.release();
-		if (!m_bListening || !server.waitForNewConnection(10000))
-			return;
-		QLocalSocket *pSocket = server.nextPendingConnection();
-		while (pSocket->state() == QLocalSocket::ConnectedState || pSocket->bytesAvailable() > 0)
-		{
-			if (pSocket->bytesAvailable() == 0 && !pSocket->waitForReadyRead(5000))
-				break;
-			m_Bytes += pSocket->readAll().toStdString();
-		}
-		m_Bytes += pSocket->readAll().toStdString();
-	}
-
-private:
-	QString m_Name;
-	QSemaphore m_Ready;
-	bool m_bListening = false;
-};
 
 class PreviewTest : public testing::Test
 {
