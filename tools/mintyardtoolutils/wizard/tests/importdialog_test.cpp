@@ -526,6 +526,37 @@ TEST_F(ImportDialogTest, TheCourierImportsWithTheResourceCompilerOnEnteringTheLo
 	unsetenv("MINTYARD_RESOURCECOMPILER");
 }
 
+// A mesh that the compiler cannot read (noise named ".fbx"): the log names the file and the
+// failure, Next stays off, and back on the inputs the author's file names are all still there.
+TEST_F(ImportDialogTest, AMeshThatFailsToCompileIsNamedInTheLogAndTheInputsStay)
+{
+	CopySampleTree();
+	const std::string noise = m_Game.Write("art/courier/broken_lod0.fbx", std::string(4096, '\x5a') + "not a mesh");
+	CQMintyardImportDialog *pWizard = NewWizard();
+	pWizard->OpenFile(QString::fromStdString(m_Game.Root("sessions/courier.session.txt")));
+	ASSERT_EQ(MINTYARD_STEP_INPUTS, pWizard->CurrentPage()) << m_Game.MessageTitles().join(", ").toStdString();
+	CQMintyardUI_Input *pLod0 = pWizard->InputPicker()->FindInput(pWizard->Session().m_Models[0]->m_Lods[0]);
+	ASSERT_NE(nullptr, pLod0);
+	pLod0->LineEdit()->setText(QString::fromStdString(noise));
+	ASSERT_TRUE(pWizard->NextButton()->isEnabled()) << pWizard->StatusLabel()->text().toStdString();
+	pWizard->OnNextClicked();
+	ASSERT_EQ(MINTYARD_STEP_LOG, pWizard->CurrentPage());
+	EXPECT_TRUE(HasImportError(pWizard->RunMessages()));
+	const QString log = pWizard->Log()->PlainText();
+	// Where (the document's line, the placed source) and what.
+	EXPECT_TRUE(log.contains("sample_courier.zmdl(")) << log.toStdString();
+	EXPECT_TRUE(log.contains("sample_courier/sample_courier.fbx: neither an FBX nor a DMX file")) << log.toStdString();
+	EXPECT_FALSE(log.contains("Import successful!")) << log.toStdString();
+	EXPECT_FALSE(pWizard->NextButton()->isEnabled());
+
+	pWizard->OnPrevClicked();
+	ASSERT_EQ(MINTYARD_STEP_INPUTS, pWizard->CurrentPage());
+	EXPECT_EQ(QString::fromStdString(noise), pWizard->InputPicker()->FindInput(pWizard->Session().m_Models[0]->m_Lods[0])->LineEdit()->text());
+	EXPECT_EQ("sample_courier", pWizard->Session().GetNameElement()->Value());
+	EXPECT_FALSE(pWizard->Session().m_Models[0]->m_Lods[1]->Value().empty());
+	unsetenv("MINTYARD_RESOURCECOMPILER");
+}
+
 // A loading screen: its picture compiled into the game's texture, and the zip that carries the
 // author's picture loads back into a new wizard.
 TEST_F(ImportDialogTest, TheLoadingScreenImportsAndItsZipCarriesThePicture)
