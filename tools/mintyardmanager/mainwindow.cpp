@@ -25,6 +25,7 @@
 #include "mintyardmanager/publishedfilebrowser.h"
 #include "mintyardmanager/publishfiledialog.h"
 #include "mintyardtoolutils/core/mintyardtemplate.h"
+#include "mintyardtoolutils/wizard/importdialog.h"
 #include "bdllib/formatfilesize.h"
 #include <QFileInfo>
 #include "mintyardmanager/resources.h"
@@ -49,6 +50,14 @@ CMainWindow::CMainWindow(CMintyardManagerTool *tool) : QMainWindow(nullptr), m_p
 
 CMainWindow::~CMainWindow()
 {
+	// Wizards still open go with the window, before the services they use.
+	for (const QPointer<CQMintyardImportDialog> &wizard : m_ImportWizards)
+	{
+		if (wizard)
+			wizard->disconnect(this);
+		delete wizard.data();
+	}
+	m_ImportWizards.clear();
 	BrumeAPIContext()->Clear();
 	BrumeAPI_Shutdown();
 	if (g_pInputBindingManager)
@@ -190,9 +199,48 @@ void CMainWindow::ExitSlot()
 	close();
 }
 
-void CMainWindow::NotInThisBuild(const QString &what)
+CQMintyardImportDialog *CMainWindow::OpenImportWizard(bool bUpdate, const PublishedFileInfo_t *record)
 {
-	QMessageBox::information(this, "Brume Mintyard Manager", what + " is not part of this build of the tool yet.");
+	if (!m_bWizardSettingsRead)
+	{
+		m_pTool->ReadSettings(m_WizardSettings.Root());
+		m_bWizardSettingsRead = true;
+	}
+	CQMintyardImportDialog *wizard = new CQMintyardImportDialog(bUpdate ? MINTYARD_WIZARD_UPDATE_SUBMISSION : MINTYARD_WIZARD_NEW_SUBMISSION,
+		m_WizardSettings.Root());
+	if (!wizard->Start(record))
+	{
+		delete wizard;
+		return nullptr;
+	}
+	connect(wizard, SIGNAL(ReadyToSubmit(PreparedMintyardSubmission_t *)), this, SLOT(OnReadyToSubmit(PreparedMintyardSubmission_t *)));
+	connect(wizard, SIGNAL(destroyed()), this, SLOT(ImportWizardDestroyedSlot()));
+	m_ImportWizards.append(wizard);
+	wizard->raise();
+	wizard->show();
+	return wizard;
+}
+
+QList<CQMintyardImportDialog *> CMainWindow::ImportWizards() const
+{
+	QList<CQMintyardImportDialog *> out;
+	for (const QPointer<CQMintyardImportDialog> &wizard : m_ImportWizards)
+		if (wizard)
+			out << wizard.data();
+	return out;
+}
+
+void CMainWindow::ImportWizardDestroyedSlot()
+{
+	m_ImportWizards.removeAll(QPointer<CQMintyardImportDialog>());
+	const KeyValues3 *table = FindMember(m_WizardSettings.Root(), "mintyard_import_dialog");
+	if (!table)
+		return;
+	CKeyValues3Context settings;
+	settings.Root()->MakeTable();
+	CopyValue(AddMember(settings.Root(), "mintyard_import_dialog"), table);
+	if (!m_pTool->WriteSettings(settings.Root()))
+		Log_Warning(LOG_MINTYARD_MANAGER, "The import wizard's settings could not be saved in the tool's settings\n");
 }
 
 bool CMainWindow::OpenPublishDialog(PublishedFileInfo_t *record, bool bEditOnly)
@@ -221,7 +269,7 @@ void CMainWindow::NewSubmissionSlot()
 			m_pPublishDialog->show();
 	}
 	else
-		NotInThisBuild("The import wizard");
+		OpenImportWizard(false, nullptr); // a failed start is silent
 }
 
 void CMainWindow::ReUploadSubmissionSlot()
@@ -232,8 +280,8 @@ void CMainWindow::ReUploadSubmissionSlot()
 		if (OpenPublishDialog(record, false))
 			m_pPublishDialog->show();
 	}
-	else
-		NotInThisBuild("The import wizard");
+	else if (!OpenImportWizard(true, record))
+		QApplication::beep();
 }
 
 void CMainWindow::EditSubmissionSlot()
@@ -431,9 +479,11 @@ bool CMainWindow::VetoQuitForPublishDialog()
 	return false;
 }
 
-void CMainWindow::OpenImportWizardAtStart(const char *)
+void CMainWindow::OpenImportWizardAtStart(const char *path)
 {
-	Log_Msg(LOG_MINTYARD_MANAGER, "-item_file: the import wizard is not part of this build of the tool yet\n");
+	CQMintyardImportDialog *wizard = OpenImportWizard(false, nullptr);
+	if (wizard && path && *path)
+		wizard->OpenFile(QString::fromUtf8(path));
 }
 
 void CMainWindow::closeEvent(QCloseEvent *event)

@@ -3,11 +3,13 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include "mintyardtoolutils/core/publishedfileinfo.h"
 #include "toolframework/toolframework.h"
 
 class CMintyardManagerTool;
+class CQMintyardImportDialog;
 class CPublishedFileBrowser;
 class CPublishFileDialog;
 class QAction;
@@ -42,6 +44,8 @@ public:
 	bool VetoQuitForPublishDialog();
 	// "-item_file": opens the import wizard, and the file when a path is given.
 	void OpenImportWizardAtStart(const char *path);
+	// The import wizards this window opened that are still open.
+	QList<CQMintyardImportDialog *> ImportWizards() const;
 
 	// The page of a submission on the service's website.
 	static QString BuildMintyardFileUrl(int universe, const QString &communityHost, uint64 publishedFileId);
@@ -67,6 +71,10 @@ public slots:
 	void PublishedFileBrowserContextMenu(const QPoint &position);
 	void OnReadyToSubmit(PreparedMintyardSubmission_t *submission);
 
+private slots:
+	// A wizard went: its setting (the automation flag) goes into the tool's settings document.
+	void ImportWizardDestroyedSlot();
+
 protected:
 	void closeEvent(QCloseEvent *event) override;
 	void contextMenuEvent(QContextMenuEvent *event) override;
@@ -75,7 +83,9 @@ private:
 	// Selection-dependent enablement and the status text.
 	void UpdateActionsForSelection();
 	bool OpenPublishDialog(PublishedFileInfo_t *record, bool bEditOnly);
-	void NotInThisBuild(const QString &what);
+	// A wizard in mode 0 (new submission) or 1 (update of `record`), started, connected and
+	// shown; null when its start failed (it is destroyed then).
+	CQMintyardImportDialog *OpenImportWizard(bool bUpdate, const PublishedFileInfo_t *record);
 
 	CPublishFileDialog *m_pPublishDialog = nullptr;
 	CPublishedFileBrowser *m_pBrowser = nullptr;
@@ -87,4 +97,8 @@ private:
 	QAction *m_pRefreshAction = nullptr;
 	CMintyardManagerTool *m_pTool;
 	QAction *m_pCreatePackAction = nullptr; // made and connected, but in no menu or toolbar
+	// The settings document the wizards read and change; written back when one goes.
+	CKeyValues3Context m_WizardSettings;
+	bool m_bWizardSettingsRead = false;
+	QList<QPointer<CQMintyardImportDialog>> m_ImportWizards;
 };
