@@ -49,7 +49,7 @@ public:
 	// The message of a failed GL start (empty when drawing works).
 	const CUtlString &GetRendererError() const { return m_RendererError; }
 
-signals:
+Q_SIGNALS:
 	void OnNodeClicked(ToolSceneTraceResult_t *pResult, Qt::MouseButton button, Qt::KeyboardModifiers modifiers);
 	void SceneCameraChanged();
 
@@ -66,7 +66,7 @@ protected:
 	void wheelEvent(QWheelEvent *pEvent) override;
 	void leaveEvent(QEvent *pEvent) override;
 
-private slots:
+private Q_SLOTS:
 	void OnContextAboutToBeDestroyed();
 
 private:
