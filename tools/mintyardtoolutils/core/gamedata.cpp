@@ -624,6 +624,22 @@ KeyValues *FindGamePortrait(const char *pszModelPath)
 	return nullptr;
 }
 
+KeyValues *FindHeroDefaultItem(const hero_t &hero, const char *pszSlotName)
+{
+	KeyValues *pItems = GetItemsGameItems();
+	if (!pItems || !pszSlotName)
+		return nullptr;
+	for (KeyValues *pItem = pItems->GetFirstTrueSubKey(); pItem; pItem = pItem->GetNextTrueSubKey())
+	{
+		if (V_stricmp(pItem->GetString("prefab"), "default_item") != 0 || V_stricmp(pItem->GetString("item_slot"), pszSlotName) != 0)
+			continue;
+		KeyValues *pHeroes = pItem->FindKey("used_by_heroes");
+		if (pHeroes && pHeroes->GetInt(hero.name.c_str(), 0) != 0)
+			return pItem;
+	}
+	return nullptr;
+}
+
 HeroTable &GetHeroTable()
 {
 	static HeroTable s_Table;

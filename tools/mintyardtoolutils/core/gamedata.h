@@ -234,6 +234,10 @@ KeyValues *GetItemsGameItems();
 // as an item's `portraits` holds it. Null when the game has no portrait for the path (or no
 // such file). Read on the first call and kept.
 KeyValues *FindGamePortrait(const char *pszModelPath);
+// The hero's default item of a slot: the first item of items_game with the prefab "default_item",
+// the slot's name as `item_slot` (case ignored) and the hero among its `used_by_heroes`. Null
+// when there is none.
+KeyValues *FindHeroDefaultItem(const hero_t &hero, const char *pszSlotName);
 
 // The process-wide tables, and their one-time load (true when both loaded). Reload drops the
 // tables and the loaded items_game and reads everything again (for tests and tools that switch

@@ -585,20 +585,7 @@ KeyValues *CMintyardTemplate_ZarnItemDef::FindDefaultItem() const
 		return nullptr;
 	const hero_t *pHero = GetHeroTable().GetHero(hero_name);
 	if (pHero && loadout_slot >= 0 && loadout_slot < (int)pHero->slots.size())
-	{
-		const CUtlString &slotName = pHero->slots[loadout_slot].slotName;
-		for (KeyValues *pItem = pItems->GetFirstTrueSubKey(); pItem; pItem = pItem->GetNextTrueSubKey())
-		{
-			if (V_stricmp(pItem->GetString("prefab"), "default_item") != 0)
-				continue;
-			if (V_stricmp(pItem->GetString("item_slot"), slotName.c_str()) != 0)
-				continue;
-			KeyValues *pHeroes = pItem->FindKey("used_by_heroes");
-			if (pHeroes && pHeroes->GetInt(pHero->name.c_str(), 0) != 0)
-				return pItem;
-		}
-		return nullptr;
-	}
+		return FindHeroDefaultItem(*pHero, pHero->slots[loadout_slot].slotName.c_str());
 	for (KeyValues *pItem = pItems->GetFirstTrueSubKey(); pItem; pItem = pItem->GetNextTrueSubKey())
 	{
 		if (prefab_type == pItem->GetString("prefab"))
