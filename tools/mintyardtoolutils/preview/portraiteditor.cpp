@@ -16,6 +16,7 @@
 #include "mintyardtoolutils/preview/portraitpanel.h"
 #include "mintyardtoolutils/preview/portraitscene.h"
 #include "mintyardtoolutils/preview/portraitviewer.h"
+#include "mintyardtoolutils/preview/previewsession.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
 
 namespace
@@ -27,28 +28,7 @@ QString ModelBaseName(const CMintyardCfg_BaseZarnModel *pModel)
 	return QFileInfo(QString::fromUtf8(pModel->GetZmdlName().c_str())).completeBaseName();
 }
 
-bool ContainsNoCase(const CUtlString &text, const char *pszPart)
-{
-	return V_stristr(text.c_str(), pszPart) != nullptr;
-}
 } // namespace
-
-int GetSessionPortraitPreviewMode(const CMintyardImportSession *pSession)
-{
-	const CMintyardTemplate *pTemplate = pSession ? pSession->GetTemplate() : nullptr;
-	if (!pTemplate)
-		return PORTRAIT_PREVIEW_ITEM;
-	for (const CMintyardTemplate_ZarnItemDef &itemDef : pTemplate->item_defs)
-	{
-		if (ContainsNoCase(itemDef.prefab_type, "courier"))
-			return PORTRAIT_PREVIEW_COURIER;
-		if (ContainsNoCase(itemDef.prefab_type, "ward"))
-			return PORTRAIT_PREVIEW_WARD;
-		if (ContainsNoCase(itemDef.prefab_type, "loading_screen"))
-			return PORTRAIT_PREVIEW_LOADING_SCREEN;
-	}
-	return PORTRAIT_PREVIEW_ITEM;
-}
 
 CQZarnPortraitEditor::CQZarnPortraitEditor(QWidget *pParent) : QWidget(pParent)
 {
@@ -103,7 +83,7 @@ void CQZarnPortraitEditor::AttachSession(CMintyardImportSession *pSession)
 	}
 	// A session given again may hold other records: the first model is taken anew.
 	m_nCurrentModel = -1;
-	m_Model.SetPreviewMode(GetSessionPortraitPreviewMode(pSession));
+	m_Model.SetPreviewMode(GetSessionPreviewMode(pSession));
 	if (!pSession || pSession->m_Models.empty())
 	{
 		m_Model.SetPortraitRecord(nullptr);
@@ -129,9 +109,7 @@ void CQZarnPortraitEditor::OnModelSelected(int nIndex)
 		return;
 	}
 	m_Model.SetPortraitRecord(&pElement->m_PortraitRecord);
-	// A courier's flying model is seen flying.
-	if (m_Model.GetPreviewMode() == PORTRAIT_PREVIEW_COURIER)
-		m_Model.SetCourierType(ContainsNoCase(zmdl, "_flying") ? 1 : 0);
+	// A courier's flying model is seen flying (the model set takes that from the path).
 	m_Model.SetModel(zmdl.c_str(), 1.0f, pElement);
 	{
 		const QSignalBlocker block(m_pModelCombo);
@@ -173,7 +151,7 @@ void CQZarnPortraitEditor::OnFrameModel()
 		return;
 	// Icons are square; portraits have the viewer's shape.
 	const int nMode = m_Model.GetPreviewMode();
-	const float flAspect = nMode >= PORTRAIT_PREVIEW_ITEM && nMode <= PORTRAIT_PREVIEW_WARD
+	const float flAspect = nMode >= ZARN_PREVIEW_MODE_ITEM && nMode <= ZARN_PREVIEW_MODE_WARD
 		? 1.0f
 		: (float)CQZarnPortraitViewer::VIEWER_WIDTH / (float)CQZarnPortraitViewer::VIEWER_HEIGHT;
 	m_Model.FrameBounds(mins, maxs, flAspect, FRAME_MARGIN);

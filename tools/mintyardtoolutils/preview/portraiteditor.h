@@ -15,10 +15,6 @@ class CQZarnPortraitEditorScene;
 class CQZarnPortraitViewer;
 class QComboBox;
 
-// The preview mode of a session's portraits, from its template: couriers 3, wards 4, loading
-// screens 5, other items 2.
-int GetSessionPortraitPreviewMode(const CMintyardImportSession *pSession);
-
 class CQZarnPortraitEditor : public QWidget, public IZarnPortraitEditorListener, public IMintyardWizardPage
 {
 	Q_OBJECT

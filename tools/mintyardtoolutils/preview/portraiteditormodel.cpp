@@ -3,7 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/keyvalues.h"
+#include "mintyardtoolutils/core/cfgelements.h"
+#include "mintyardtoolutils/core/importsession.h"
+#include "mintyardtoolutils/preview/previewsession.h"
 #include "toolscene/scenemath.h"
+#include "toolscene/sceneresources.h"
 
 namespace
 {
@@ -18,7 +23,11 @@ bool IsZeroVector(const Vector &v)
 }
 } // namespace
 
-CZarnPortraitEditorModel::CZarnPortraitEditorModel() = default;
+CZarnPortraitEditorModel::CZarnPortraitEditorModel() : m_pModelSet(std::make_unique<CZarnPreviewModelSet>())
+{
+	m_pModelSet->SetPreviewMode(m_nPreviewMode);
+}
+
 CZarnPortraitEditorModel::~CZarnPortraitEditorModel() = default;
 
 void CZarnPortraitEditorModel::AddListener(IZarnPortraitEditorListener *pListener)
@@ -84,7 +93,19 @@ void CZarnPortraitEditorModel::SetPortraitRecord(CZarnPortraitRecord *pRecord)
 	if (m_pRecord && m_bEditingSummons)
 		m_pRecord->AddCamera(CAMERA_NAME_SUMMONS);
 	ResetEditingState();
+	ApplyRecordToModelSet();
 	NotifyPortraitChanged();
+}
+
+void CZarnPortraitEditorModel::ApplyRecordToModelSet()
+{
+	// What the record says of the scene: a hidden hero, hidden particles, its animation.
+	m_pModelSet->SetHideHero(m_pRecord && m_pRecord->m_bHideHero);
+	m_pModelSet->SetHideParticles(m_pRecord && m_pRecord->m_bHideParticles);
+	const CUtlString sequence = m_pRecord ? m_pRecord->m_AnimationSequence : CUtlString();
+	m_pModelSet->SetSequence(sequence.empty() ? ZARN_PREVIEW_DEFAULT_SEQUENCE : sequence.c_str());
+	m_pModelSet->SetPlaybackSpeed(m_pRecord ? m_pRecord->m_flAnimationRate : 1.0f);
+	m_pModelSet->SetFrame(-1);
 }
 
 void CZarnPortraitEditorModel::ReplaceRecord(const CZarnPortraitRecord &record, bool bKeepEditingState)
@@ -98,6 +119,7 @@ void CZarnPortraitEditorModel::ReplaceRecord(const CZarnPortraitRecord &record, 
 		m_nSelectedSummon = -1;
 	if (!bKeepEditingState)
 		ResetEditingState();
+	ApplyRecordToModelSet();
 }
 
 bool CZarnPortraitEditorModel::SetModel(const char *pszModelPath, float flScale, const CMintyardCfg_BaseZarnModel *pElement)
@@ -105,8 +127,38 @@ bool CZarnPortraitEditorModel::SetModel(const char *pszModelPath, float flScale,
 	m_ModelPath = pszModelPath ? pszModelPath : "";
 	m_flModelScale = flScale;
 	m_pModelElement = pElement;
+	int nElement = -1;
+	if (m_pSession && pElement)
+	{
+		for (size_t i = 0; i < m_pSession->m_Models.size(); ++i)
+		{
+			if (m_pSession->m_Models[i] == pElement)
+				nElement = (int)i;
+		}
+	}
+	bool bOk = false;
+	ZarnSessionPreview_t preview;
+	if (nElement >= 0 && GetSessionPreview(m_pSession, nElement, preview) && preview.m_ModelPath == m_ModelPath)
+	{
+		// The page's mode stands; the courier's type comes with the model (a flying model flies).
+		preview.m_nMode = m_nPreviewMode;
+		bOk = ApplySessionPreview(preview, *m_pModelSet);
+	}
+	else
+	{
+		m_pModelSet->SetPreviewMode(m_nPreviewMode);
+		m_pModelSet->SetPreviewItemKeys(nullptr, m_nCourierType == 1, -1);
+		bOk = !m_ModelPath.empty() && m_pModelSet->SetModel(m_ModelPath.c_str(), -1, -1, 0);
+	}
+	// A variant stands alone: the set may have changed the mode.
+	m_nPreviewMode = m_pModelSet->GetPreviewMode();
+	m_nCourierType = m_pModelSet->GetCourierType();
+	m_pModelSet->SetCourierTeam(m_nCourierTeam);
+	m_pModelSet->SetWardType(m_nWardType);
+	ApplyRecordToModelSet();
+	Notify([](IZarnPortraitEditorListener *p) { p->OnPortraitPreviewModeChanged(); });
 	NotifyPortraitChanged();
-	return true;
+	return bOk;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -350,42 +402,73 @@ void CZarnPortraitEditorModel::SetBackgroundColors(const Vector colors[4])
 
 void CZarnPortraitEditorModel::SetPreviewMode(int nMode)
 {
-	m_nPreviewMode = std::clamp(nMode, 0, PORTRAIT_PREVIEW_MODE_COUNT - 1);
+	m_nPreviewMode = std::clamp(nMode, 0, ZARN_PREVIEW_MODE_COUNT - 1);
+	m_pModelSet->SetPreviewMode(m_nPreviewMode);
 	Notify([](IZarnPortraitEditorListener *p) { p->OnPortraitPreviewModeChanged(); });
 }
 
 void CZarnPortraitEditorModel::SetCourierType(int nType)
 {
 	m_nCourierType = nType ? 1 : 0;
+	m_pModelSet->SetCourierType(m_nCourierType);
 	Notify([](IZarnPortraitEditorListener *p) { p->OnPortraitPreviewModeChanged(); });
 }
 
 void CZarnPortraitEditorModel::SetCourierTeam(int nTeam)
 {
 	m_nCourierTeam = nTeam ? 1 : 0;
+	m_pModelSet->SetCourierTeam(m_nCourierTeam);
 	Notify([](IZarnPortraitEditorListener *p) { p->OnPortraitPreviewModeChanged(); });
 }
 
 void CZarnPortraitEditorModel::SetWardType(int nType)
 {
 	m_nWardType = nType ? 1 : 0;
+	m_pModelSet->SetWardType(m_nWardType);
 	Notify([](IZarnPortraitEditorListener *p) { p->OnPortraitPreviewModeChanged(); });
 }
 
 int CZarnPortraitEditorModel::GetStyleCount() const
 {
-	return 1;
+	return m_pModelSet->GetStyleCount();
 }
 
 int CZarnPortraitEditorModel::GetCurrentStyle() const
 {
-	return m_nStyle;
+	return m_pModelSet->GetCurrentStyle();
 }
 
 void CZarnPortraitEditorModel::SetCurrentStyle(int nStyle)
 {
-	m_nStyle = std::max(nStyle, 0);
+	m_pModelSet->SetCurrentStyle(nStyle);
 	Notify([](IZarnPortraitEditorListener *p) { p->OnPortraitStyleChanged(); });
+}
+
+void CZarnPortraitEditorModel::SetAnimationSequence(const char *pszSequence)
+{
+	m_pModelSet->SetSequence(pszSequence);
+	if (m_pRecord)
+		m_pRecord->m_AnimationSequence = pszSequence ? pszSequence : "";
+}
+
+void CZarnPortraitEditorModel::SetAnimationSpeed(float flSpeed)
+{
+	m_pModelSet->SetPlaybackSpeed(flSpeed);
+	if (m_pRecord)
+		m_pRecord->m_flAnimationRate = flSpeed;
+}
+
+void CZarnPortraitEditorModel::SetAnimationFrame(int nFrame)
+{
+	m_pModelSet->SetFrame(nFrame);
+	if (!m_pRecord || nFrame < 0)
+		return;
+	// The cycle is the frame's share of the sequence.
+	std::shared_ptr<const CToolSceneModel> pModel = CToolSceneResources::Default().LoadModel(m_pModelSet->GetSubjectModel().c_str());
+	const CCompiledModel *pData = pModel ? &pModel->GetData() : nullptr;
+	const int nSequence = pData ? pData->FindSequence(m_pModelSet->GetSequence().c_str()) : -1;
+	const int nFrames = nSequence >= 0 ? (int)pData->m_Sequences[nSequence].m_nFrameCount : 0;
+	m_pRecord->m_flAnimationCycle = nFrames > 1 ? std::clamp((float)nFrame / (float)(nFrames - 1), 0.0f, 1.0f) : 0.0f;
 }
 
 // ---------------------------------------------------------------------------------------------

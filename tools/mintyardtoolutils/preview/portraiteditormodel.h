@@ -15,6 +15,7 @@
 #include "core/utlstring.h"
 #include "core/utlvector.h"
 #include "mintyardtoolutils/core/portraitrecord.h"
+#include "mintyardtoolutils/preview/previewmodelset.h"
 
 class CMintyardImportSession;
 class CMintyardCfg_BaseZarnModel;
@@ -62,16 +63,6 @@ enum EZarnPortraitGizmoMode
 };
 
 // The preview modes shared with the preview model set.
-enum EZarnPortraitPreviewMode
-{
-	PORTRAIT_PREVIEW_HERO = 0,
-	PORTRAIT_PREVIEW_UNIT = 1,
-	PORTRAIT_PREVIEW_ITEM = 2,
-	PORTRAIT_PREVIEW_COURIER = 3,
-	PORTRAIT_PREVIEW_WARD = 4,
-	PORTRAIT_PREVIEW_LOADING_SCREEN = 5,
-	PORTRAIT_PREVIEW_MODE_COUNT = 6,
-};
 
 // Where a camera of the given angles (roll aside), horizontal field of view and picture aspect
 // stands so that a box fills its picture, with `flMargin` (a share of the picture) left free on
@@ -120,14 +111,17 @@ public:
 	void ReplaceRecord(const CZarnPortraitRecord &record, bool bKeepEditingState);
 
 	// The session whose models are shown (not owned), and the model shown with its scale:
-	// handed to the model set. False when no compiled model exists at the path.
+	// handed to the model set with the session's hero, slot and item keys (the element's own
+	// when it is one of the session's models). False when no compiled model exists at the path.
 	void SetSession(CMintyardImportSession *pSession) { m_pSession = pSession; }
 	CMintyardImportSession *GetSession() const { return m_pSession; }
 	bool SetModel(const char *pszModelPath, float flScale, const CMintyardCfg_BaseZarnModel *pElement = nullptr);
 	const CUtlString &GetModelPath() const { return m_ModelPath; }
 	float GetModelScale() const { return m_flModelScale; }
 	const CMintyardCfg_BaseZarnModel *GetModelElement() const { return m_pModelElement; }
-	CZarnPreviewModelSet *GetModelSet() const { return m_pModelSet; }
+	// The set the views draw: the session's model on its hero with its wearables, or the item,
+	// courier or ward alone, by the preview mode.
+	CZarnPreviewModelSet *GetModelSet() const { return m_pModelSet.get(); }
 
 	// ---- The current camera: "default", or "summons" while summons are edited.
 	int GetCameraIndex() const { return m_bEditingSummons ? CAMERA_SUMMONS : CAMERA_DEFAULT; }
@@ -193,6 +187,12 @@ public:
 	int GetStyleCount() const;
 	int GetCurrentStyle() const;
 	void SetCurrentStyle(int nStyle);
+	// The animation of the portrait: the sequence, speed and frame go to the model set (the
+	// views play them) and into the record (its sequence, rate and the frame as its cycle).
+	void SetAnimationSequence(const char *pszSequence);
+	void SetAnimationSpeed(float flSpeed);
+	// A frame from 0 holds it; a negative frame plays on.
+	void SetAnimationFrame(int nFrame);
 
 	// ---- Summons.
 	int GetSelectedSummon() const { return m_nSelectedSummon; }
@@ -229,17 +229,19 @@ private:
 	void Notify(F &&fn);
 	// Targets, rolls and the ambient gizmo from the record.
 	void ResetEditingState();
+	// The record's hidden hero and particles and its animation into the model set.
+	void ApplyRecordToModelSet();
 	// Angles that look from the position at the target with the current roll (the current
 	// angles when the two coincide).
 	QAngle LookAngles(const Vector &position, const Vector &target, float flRoll, const QAngle &current) const;
 
 	CZarnPortraitRecord *m_pRecord = nullptr;
-	CZarnPreviewModelSet *m_pModelSet = nullptr;
+	std::unique_ptr<CZarnPreviewModelSet> m_pModelSet;
 	Vector m_AmbientGizmoPosition;
 	Vector m_CameraTarget[CAMERA_COUNT];
 	float m_flCameraRoll[CAMERA_COUNT] = { 0.0f, 0.0f };
 	int m_nSelectedSummon = -1;
-	int m_nPreviewMode = PORTRAIT_PREVIEW_ITEM;
+	int m_nPreviewMode = ZARN_PREVIEW_MODE_ITEM;
 	int m_nCourierType = 0;
 	int m_nCourierTeam = 0;
 	int m_nWardType = 0;
@@ -252,5 +254,4 @@ private:
 	CUtlString m_ModelPath;
 	float m_flModelScale = 1.0f;
 	bool m_bDisplaySummons = false;
-	int m_nStyle = 0;
 };

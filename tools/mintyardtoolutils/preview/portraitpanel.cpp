@@ -433,9 +433,9 @@ void CQZarnPortraitEditorPanel::OnPortraitPreviewModeChanged()
 	RebuildBackgroundCombo();
 	RefreshValues();
 	RefreshCourierAndWard();
-	m_pCourierGroup->setVisible(m_nPreviewMode == PORTRAIT_PREVIEW_COURIER);
-	m_pWardGroup->setVisible(m_nPreviewMode == PORTRAIT_PREVIEW_WARD);
-	m_pBackgroundColorGroup->setVisible(m_nPreviewMode < PORTRAIT_PREVIEW_ITEM);
+	m_pCourierGroup->setVisible(m_nPreviewMode == ZARN_PREVIEW_MODE_COURIER);
+	m_pWardGroup->setVisible(m_nPreviewMode == ZARN_PREVIEW_MODE_WARD);
+	m_pBackgroundColorGroup->setVisible(m_nPreviewMode < ZARN_PREVIEW_MODE_ITEM);
 	m_pBackgroundTextureGroup->setVisible(m_pBackgroundCombo->count() > 0);
 }
 

@@ -59,11 +59,13 @@ CQZarnPortraitEditorScene::CQZarnPortraitEditorScene(CZarnPortraitEditorModel *p
 	Camera().SetFOV(m_flSceneFOV);
 
 	m_pModel->AddListener(this);
+	m_pModel->GetModelSet()->AddListener(this);
 	OnPortraitChanged();
 }
 
 CQZarnPortraitEditorScene::~CQZarnPortraitEditorScene()
 {
+	m_pModel->GetModelSet()->RemoveListener(this);
 	m_pModel->RemoveListener(this);
 }
 
@@ -108,10 +110,8 @@ void CQZarnPortraitEditorScene::ShowModel()
 
 	// 5. The light, and what the model set shows.
 	ApplyPortraitLight(*pRecord, *m_pLight);
-	m_pSubject->SetModel(m_pModel->GetModelPath().c_str(), m_pModel->GetModelScale());
-	m_pSubject->ApplyAnimation(pRecord, true);
-	m_pSubject->SetSubjectVisible(!pRecord->m_bHideHero);
-	m_pSubject->SetSummons(pRecord, m_pModel->GetDisplaySummons());
+	m_pSubject->Sync(*m_pModel->GetModelSet());
+	m_pSubject->SetSummons(pRecord, m_pModel->GetDisplaySummons(), m_pModel->GetModelSet());
 	for (int i = 0; i < m_pSubject->GetSummonCount(); ++i)
 		m_pSubject->GetSummonNode(i)->SetSelectable(true);
 
@@ -219,6 +219,11 @@ void CQZarnPortraitEditorScene::OnPortraitGizmoModeChanged()
 }
 
 void CQZarnPortraitEditorScene::OnPortraitSummonsChanged()
+{
+	ShowModel();
+}
+
+void CQZarnPortraitEditorScene::OnPreviewModelSetChanged(CZarnPreviewModelSet *)
 {
 	ShowModel();
 }

@@ -18,7 +18,10 @@
 
 class CZarnPortraitSubject;
 
-class CQZarnPortraitEditorScene : public CQToolSceneWidgetAutoUpdate, public IGizmoListener, public IZarnPortraitEditorListener
+class CQZarnPortraitEditorScene : public CQToolSceneWidgetAutoUpdate,
+								  public IGizmoListener,
+								  public IZarnPortraitEditorListener,
+								  public IZarnPreviewModelSetListener
 {
 	Q_OBJECT
 
@@ -46,6 +49,8 @@ public:
 	void OnPortraitPreviewModeChanged() override;
 	void OnPortraitGizmoModeChanged() override;
 	void OnPortraitSummonsChanged() override;
+	// IZarnPreviewModelSetListener: what the set shows changed.
+	void OnPreviewModelSetChanged(CZarnPreviewModelSet *pSet) override;
 
 	// IGizmoListener
 	void OnGizmoStart(CToolSceneGizmo *pGizmo) override;

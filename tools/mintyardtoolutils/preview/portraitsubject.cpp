@@ -5,6 +5,8 @@
 
 #include "core/strtools.h"
 #include "mintyardtoolutils/core/gamedata.h"
+#include "mintyardtoolutils/preview/previewmodelset.h"
+#include "mintyardtoolutils/preview/previewscene.h"
 #include "toolscene/toolscene.h"
 
 namespace
@@ -12,7 +14,7 @@ namespace
 const char *const IDLE_ACTIVITY = "ACT_ZARN_IDLE";
 } // namespace
 
-CZarnPortraitSubject::CZarnPortraitSubject(CToolScene *pScene) : m_pScene(pScene)
+CZarnPortraitSubject::CZarnPortraitSubject(CToolScene *pScene) : m_pScene(pScene), m_pPreview(std::make_unique<CZarnPreviewScene>(pScene))
 {
 }
 
@@ -20,6 +22,8 @@ CZarnPortraitSubject::~CZarnPortraitSubject() = default;
 
 void CZarnPortraitSubject::Clear()
 {
+	m_pPreview->Clear();
+	m_BuiltKey.clear();
 	if (m_pModel)
 		m_pScene->RemoveNode(m_pModel);
 	m_pModel = nullptr;
@@ -31,8 +35,42 @@ void CZarnPortraitSubject::Clear()
 	m_AnimationKey.clear();
 }
 
+void CZarnPortraitSubject::Sync(const CZarnPreviewModelSet &set)
+{
+	if (m_pModel)
+		m_pScene->RemoveNode(m_pModel);
+	m_pModel = nullptr;
+	m_ModelPath.clear();
+	// What stands in the scene; anything else is applied to the nodes as they are.
+	CUtlString key = V_Format("%d|%s|%d|%d|%d", set.GetPreviewMode(), set.GetSubjectModel().c_str(), set.GetSubjectSkin(), set.GetHeroIndex(),
+		set.IsShowingReferenceModel() ? 1 : 0);
+	for (const ZarnPreviewWearableModel_t &wearable : set.GetWearableModels())
+		key += V_Format("|%s:%d", wearable.m_ModelPath.c_str(), wearable.m_nSkin);
+	if (key != m_BuiltKey)
+	{
+		m_pPreview->Build(set);
+		m_BuiltKey = key;
+		for (CToolSceneModelNode *pNode : m_pPreview->GetWearableNodes())
+			pNode->SetSelectable(false);
+		if (m_pPreview->GetSubjectNode())
+			m_pPreview->GetSubjectNode()->SetSelectable(false);
+		if (m_pPreview->GetReferenceNode())
+			m_pPreview->GetReferenceNode()->SetSelectable(false);
+		return;
+	}
+	m_pPreview->ApplyAnimation(set);
+	m_pPreview->ApplyDisplayOptions(set);
+}
+
+CToolSceneModelNode *CZarnPortraitSubject::GetModelNode() const
+{
+	return m_pModel ? m_pModel : m_pPreview->GetSubjectNode();
+}
+
 bool CZarnPortraitSubject::SetModel(const char *pszModelPath, float flScale)
 {
+	m_pPreview->Clear();
+	m_BuiltKey.clear();
 	const CUtlString path = pszModelPath ? pszModelPath : "";
 	m_flScale = flScale > 0.0f ? flScale : 1.0f;
 	if (m_pModel && path == m_ModelPath)
@@ -81,12 +119,6 @@ void CZarnPortraitSubject::ApplyAnimation(const CZarnPortraitRecord *pRecord, bo
 	m_pModel->SetPlaying(bPlaying);
 }
 
-void CZarnPortraitSubject::SetSubjectVisible(bool bVisible)
-{
-	if (m_pModel)
-		m_pModel->SetVisible(bVisible);
-}
-
 CUtlString CZarnPortraitSubject::FindUnitModel(const char *pszUnit)
 {
 	EnsureGameDataLoaded();
@@ -94,7 +126,7 @@ CUtlString CZarnPortraitSubject::FindUnitModel(const char *pszUnit)
 	return pUnit ? pUnit->model : CUtlString();
 }
 
-void CZarnPortraitSubject::SetSummons(const CZarnPortraitRecord *pRecord, bool bShow)
+void CZarnPortraitSubject::SetSummons(const CZarnPortraitRecord *pRecord, bool bShow, const CZarnPreviewModelSet *pSet)
 {
 	CUtlVector<CUtlString> units;
 	if (pRecord)
@@ -110,7 +142,18 @@ void CZarnPortraitSubject::SetSummons(const CZarnPortraitRecord *pRecord, bool b
 		m_SummonUnits = units;
 		for (const CUtlString &unit : units)
 		{
-			const CUtlString model = FindUnitModel(unit.c_str());
+			// The set knows the model an item gives the unit.
+			CUtlString model;
+			if (pSet)
+			{
+				for (const ZarnPreviewSummonModel_t &summon : pSet->GetSummonModels())
+				{
+					if (V_stricmp(summon.m_Unit.c_str(), unit.c_str()) == 0)
+						model = summon.m_ModelPath;
+				}
+			}
+			if (model.empty())
+				model = FindUnitModel(unit.c_str());
 			CToolSceneModelNode *pNode = m_pScene->CreateModelNode(model.empty() ? nullptr : model.c_str());
 			pNode->SetName(unit.c_str());
 			pNode->SetActivity(IDLE_ACTIVITY);

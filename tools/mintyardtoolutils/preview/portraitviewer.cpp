@@ -15,12 +15,14 @@ CQZarnPortraitViewer::CQZarnPortraitViewer(CZarnPortraitEditorModel *pModel, QWi
 	m_pLook = std::make_unique<CZarnPortraitLook>(GetScene());
 	m_pSubject = std::make_unique<CZarnPortraitSubject>(GetScene());
 	m_pModel->AddListener(this);
+	m_pModel->GetModelSet()->AddListener(this);
 	OnPortraitPreviewModeChanged();
 	OnPortraitChanged();
 }
 
 CQZarnPortraitViewer::~CQZarnPortraitViewer()
 {
+	m_pModel->GetModelSet()->RemoveListener(this);
 	m_pModel->RemoveListener(this);
 }
 
@@ -65,10 +67,8 @@ void CQZarnPortraitViewer::UpdateSubject()
 		RequestRender();
 		return;
 	}
-	m_pSubject->SetModel(m_pModel->GetModelPath().c_str(), m_pModel->GetModelScale());
-	m_pSubject->ApplyAnimation(pRecord, true);
-	m_pSubject->SetSubjectVisible(!pRecord->m_bHideHero);
-	m_pSubject->SetSummons(pRecord, m_pModel->GetDisplaySummons());
+	m_pSubject->Sync(*m_pModel->GetModelSet());
+	m_pSubject->SetSummons(pRecord, m_pModel->GetDisplaySummons(), m_pModel->GetModelSet());
 	m_pLook->UpdateBackground(pRecord);
 	UpdateCameraAndLight();
 	RequestRender();
@@ -110,6 +110,11 @@ void CQZarnPortraitViewer::OnPortraitPreviewModeChanged()
 }
 
 void CQZarnPortraitViewer::OnPortraitSummonsChanged()
+{
+	UpdateSubject();
+}
+
+void CQZarnPortraitViewer::OnPreviewModelSetChanged(CZarnPreviewModelSet *)
 {
 	UpdateSubject();
 }

@@ -14,7 +14,7 @@ class CToolScenePortraitOverlay;
 class CZarnPortraitLook;
 class CZarnPortraitSubject;
 
-class CQZarnPortraitViewer : public CQToolSceneWidgetAutoUpdate, public IZarnPortraitEditorListener
+class CQZarnPortraitViewer : public CQToolSceneWidgetAutoUpdate, public IZarnPortraitEditorListener, public IZarnPreviewModelSetListener
 {
 	Q_OBJECT
 
@@ -35,6 +35,8 @@ public:
 	void OnPortraitStyleChanged() override;
 	void OnPortraitPreviewModeChanged() override;
 	void OnPortraitSummonsChanged() override;
+	// IZarnPreviewModelSetListener
+	void OnPreviewModelSetChanged(CZarnPreviewModelSet *pSet) override;
 
 	int GetPreviewMode() const { return m_nPreviewMode; }
 	CToolScenePortraitOverlay *GetForegroundOverlay() const;
