@@ -677,7 +677,10 @@ int CToolSceneRenderer::MaterialFlags(const CToolSceneMaterial *pMaterial, bool 
 	}
 	if (bHasTangents && pMaterial->GetNormalTexture() && GetTexture(pMaterial->GetNormalTexture()))
 		flags |= SHADER_FLAG_NORMAL_MAP;
-	if (pMaterial->GetTranslucencyTexture() && GetTexture(pMaterial->GetTranslucencyTexture()))
+	// A translucency mask that is the colour texture itself means that texture's alpha, which
+	// the colour sample carries already (its red channel would be the colour's).
+	const CToolSceneTexture *pTranslucency = pMaterial->GetTranslucencyTexture();
+	if (pTranslucency && pTranslucency != pMaterial->GetColorTexture() && GetTexture(pTranslucency))
 		flags |= SHADER_FLAG_TRANSLUCENCY;
 	if (pMaterial->IsAlphaTested())
 		flags |= SHADER_FLAG_ALPHA_TEST;

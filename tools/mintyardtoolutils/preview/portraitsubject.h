@@ -34,6 +34,8 @@ public:
 	const CUtlString &GetModelPath() const { return m_ModelPath; }
 	// The model in the middle: the set's subject, or the model shown alone.
 	CToolSceneModelNode *GetModelNode() const;
+	// The nodes of the set last synced (the hero's wearables among them).
+	const CZarnPreviewScene &Preview() const { return *m_pPreview; }
 	// Plays what the record names on a model shown alone: its sequence, else its activity, else
 	// the idle activity, at its rate; bPlaying false holds the record's cycle (the icon's still
 	// picture).
