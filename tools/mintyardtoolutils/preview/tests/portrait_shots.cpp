@@ -10,6 +10,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QPushButton>
 #include <QElapsedTimer>
 #include <QScrollArea>
 #include <QThread>
@@ -67,6 +68,12 @@ int ShootSession(CPreviewTestGame &game, const char *pszSession, const char *psz
 	pPage->AttachSession(&session);
 	Shot(game, &window, std::string(pszName) + "_page");
 	Shot(game, pPage->Panel(), std::string(pszName) + "_panel");
+	// A portrait never framed: as the Frame button places it.
+	if (pPage->Model().GetCameraPosition() == Vector())
+	{
+		pPage->Panel()->FrameButton()->click();
+		Shot(game, &window, std::string(pszName) + "_framed_page");
+	}
 	// The next model (a courier's flying form), when there is one.
 	if (session.m_Models.size() > 1)
 	{
