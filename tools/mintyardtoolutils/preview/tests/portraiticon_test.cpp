@@ -287,3 +287,65 @@ TEST_F(PortraitIconTest, FrameFillsThePictureWithTheModel)
 	EXPECT_NEAR((nMinX + nMaxX) * 0.5, ICON_SIZE * 0.5, ICON_SIZE * 0.15);
 	EXPECT_NEAR((nMinY + nMaxY) * 0.5, ICON_SIZE * 0.5, ICON_SIZE * 0.15);
 }
+
+// ---------------------------------------------------------------------------------------------
+// `mintyard portrait`
+
+namespace
+{
+const std::string MINTYARD_COMMAND = MINTYARD_BINARY_DIR "/bin/mintyard";
+
+CommandResult_t RunPortraitCommand(const std::string &args, const std::string &environment = "")
+{
+	CPreviewTestGame &game = CPortraitTestGame::Game();
+	return RunCommand("env " + environment + " MINTYARD_SCRATCH_DIR=" + game.Root("scratch") + " " + MINTYARD_COMMAND + " portrait " + args +
+		" 2>&1");
+}
+} // namespace
+
+TEST_F(PortraitIconTest, ThePortraitCommandDrawsAnImportedSessionsIcon)
+{
+	CPreviewTestGame &game = CPortraitTestGame::Game();
+	const std::string gameArg = "--game " + game.Game("");
+	const std::string out = game.Root("icons/courier.png");
+
+	CommandResult_t result = RunPortraitCommand("--help");
+	EXPECT_EQ(result.exitCode, 0);
+	EXPECT_NE(result.output.find("usage: mintyard portrait"), std::string::npos) << result.output;
+	result = RunPortraitCommand(gameArg + " " + game.Session("courier"));
+	EXPECT_EQ(result.exitCode, 2) << result.output;
+	EXPECT_NE(result.output.find("--out"), std::string::npos) << result.output;
+	result = RunPortraitCommand(gameArg + " " + game.Session("courier") + " --out " + out + " --size 3");
+	EXPECT_EQ(result.exitCode, 2) << result.output;
+	EXPECT_NE(result.output.find("--size takes a number"), std::string::npos) << result.output;
+
+	// The courier session was imported by the fixture: its icon, at the size asked.
+	result = RunPortraitCommand(gameArg + " " + game.Session("courier") + " --out " + out + " --size 96");
+	ASSERT_EQ(result.exitCode, 0) << result.output;
+	CImageRGBA8 icon;
+	ASSERT_TRUE(LoadImageFile(out, icon));
+	EXPECT_EQ(icon.Width(), 96);
+	EXPECT_GT(OrangeShare(icon, 0.35f, 0.35f, 0.65f, 0.65f), 0.2f);
+	// The same picture as the renderer draws here.
+	ZarnPortraitIconOptions_t options;
+	options.m_nSize = 96;
+	EXPECT_LT(MeanDifference(icon, Render(m_Record, options)), 2.0);
+	// Its second model, transparent.
+	result = RunPortraitCommand(gameArg + " " + game.Session("courier") + " --out " + out + " --size 64 --model 1 --transparent");
+	ASSERT_EQ(result.exitCode, 0) << result.output;
+	ASSERT_TRUE(LoadImageFile(out, icon));
+	EXPECT_LT(icon.Pixel(10, 10)[3], 128);
+	result = RunPortraitCommand(gameArg + " " + game.Session("courier") + " --out " + out + " --model 2");
+	EXPECT_EQ(result.exitCode, 1) << result.output;
+	EXPECT_NE(result.output.find("--model 2 is not one of them"), std::string::npos) << result.output;
+
+	// A session never imported says so.
+	result = RunPortraitCommand(gameArg + " " + game.Session("ward") + " --out " + out);
+	EXPECT_EQ(result.exitCode, 1) << result.output;
+	EXPECT_NE(result.output.find("the session is not imported"), std::string::npos) << result.output;
+
+	// Without a display: a message, no crash.
+	result = RunPortraitCommand(gameArg + " " + game.Session("courier") + " --out " + out, "-u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM");
+	EXPECT_EQ(result.exitCode, 1) << result.output;
+	EXPECT_NE(result.output.find("no display"), std::string::npos) << result.output;
+}
