@@ -17,6 +17,7 @@
 #include "mintyardmanager/publishfiledialog.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/wizard/importdialog.h"
+#include "mintyardtoolutils/wizard/wizardpage.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
 #include "testsupport/test_support.h"
 #include "toolinprocess.h"
@@ -156,3 +157,12 @@ TEST_F(WizardWindowTest, ItemFileWithoutAValueOpensTheWizardAlone)
 	EXPECT_EQ(MINTYARD_STEP_TYPE_PICK, window->ImportWizards().first()->CurrentPage());
 	EXPECT_TRUE(m_WizardTitles.isEmpty());
 }
+
+TEST_F(WizardWindowTest, TheToolGivesTheWizardItsPortraitPageWhenItStarts)
+{
+	SetMintyardWizardPageFactory(MINTYARD_WIZARD_PAGE_PORTRAIT_EDITOR, nullptr);
+	ASSERT_EQ(nullptr, GetMintyardWizardPageFactory(MINTYARD_WIZARD_PAGE_PORTRAIT_EDITOR));
+	ASSERT_NE(nullptr, Start({ "-mintyard_items" }));
+	EXPECT_NE(nullptr, GetMintyardWizardPageFactory(MINTYARD_WIZARD_PAGE_PORTRAIT_EDITOR));
+}
+

@@ -166,9 +166,6 @@ IMintyardWizardPage *CreatePortraitEditorPage(QWidget *pParent)
 {
 	return new CQZarnPortraitEditor(pParent);
 }
-
-// Registered when the library loads.
-const bool s_bPortraitPageRegistered = (RegisterZarnPortraitEditorPage(), true);
 } // namespace
 
 void RegisterZarnPortraitEditorPage()

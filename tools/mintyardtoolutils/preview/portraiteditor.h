@@ -62,6 +62,6 @@ private:
 	int m_nCurrentModel = -1;
 };
 
-// Registers the page as the wizard's step 6 (done when the library loads; calling it again does
-// no harm).
+// Registers the page as the wizard's step 6 (the manager's tool does it when it starts; calling
+// it again does no harm).
 void RegisterZarnPortraitEditorPage();
