@@ -163,7 +163,7 @@ void CQToolSceneWidget::mouseMoveEvent(QMouseEvent *pEvent)
 	else
 		return;
 	RequestRender();
-	emit SceneCameraChanged();
+	Q_EMIT SceneCameraChanged();
 }
 
 void CQToolSceneWidget::mouseReleaseEvent(QMouseEvent *pEvent)
@@ -193,7 +193,7 @@ void CQToolSceneWidget::mouseReleaseEvent(QMouseEvent *pEvent)
 			m_pScene->ClearSelection();
 		RequestRender();
 	}
-	emit OnNodeClicked(&result, button, pEvent->modifiers());
+	Q_EMIT OnNodeClicked(&result, button, pEvent->modifiers());
 }
 
 void CQToolSceneWidget::wheelEvent(QWheelEvent *pEvent)
@@ -204,7 +204,7 @@ void CQToolSceneWidget::wheelEvent(QWheelEvent *pEvent)
 	// One notch (120) brings the camera 15% closer.
 	m_pScene->Camera().Zoom(std::pow(0.85f, (float)steps / 120.0f));
 	RequestRender();
-	emit SceneCameraChanged();
+	Q_EMIT SceneCameraChanged();
 	pEvent->accept();
 }
 

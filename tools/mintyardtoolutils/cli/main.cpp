@@ -19,6 +19,8 @@ const MintyardCommand_t g_MintyardCommands[] = {
 		Command_Import },
 	{ "portrait", "--game DIR SESSION --out FILE.png [--size N] [--model N] [--transparent]",
 		"draw the icon of an imported session's model from its portrait block (needs a display; --help)", Command_Portrait },
+	{ "render", "--game DIR (--model COMPILED | --session SESSION [--index N]) --out FILE.png [--size WxH] [--sequence NAME] [--frame N] [--yaw DEG] [--pitch DEG] [--problems]",
+		"draw what the import preview shows into a PNG (needs a display: run it under xvfb-run on a console)", Command_Render },
 	{ nullptr, nullptr, nullptr, nullptr },
 };
 

@@ -23,6 +23,7 @@ int Command_Zip(const CUtlVector<CUtlString> &args);
 int Command_Unzip(const CUtlVector<CUtlString> &args);
 int Command_Import(const CUtlVector<CUtlString> &args);
 int Command_Portrait(const CUtlVector<CUtlString> &args);
+int Command_Render(const CUtlVector<CUtlString> &args);
 
 // Helpers shared by the subcommands.
 class CToolFrameworkHost;
@@ -33,3 +34,10 @@ bool StartGameServices(CToolFrameworkHost &host, const CUtlString &gameDirectory
 // error reported through pbMissingValue.
 bool FindOption(const CUtlVector<CUtlString> &args, const char *name, CUtlString &value, bool *pbMissingValue = nullptr);
 bool HasFlag(const CUtlVector<CUtlString> &args, const char *name);
+class CMintyardImportSession;
+// Loads a session file into `session` (whose catalogue is loaded), its relative file names taken
+// relative to the file's folder. False, with the messages on standard error under the command's
+// name, when it fails.
+bool LoadCommandSession(CMintyardImportSession &session, const char *pszCommand, const CUtlString &sessionPath, bool bTokens);
+// Points a session at a game folder <root>/game/<mod> and its content folder <root>/content/<mod>.
+void SetCommandSearchPaths(CMintyardImportSession &session, const CUtlString &gameDirectory);

@@ -86,21 +86,35 @@ int SessionCommand_t::Start(const CUtlVector<CUtlString> &args)
 
 bool SessionCommand_t::LoadSession(bool bTokens)
 {
+	return LoadCommandSession(session, pszName, operand, bTokens);
+}
+
+void SessionCommand_t::SetSearchPathsFromGame()
+{
+	SetCommandSearchPaths(session, gameDirectory);
+}
+
+bool LoadCommandSession(CMintyardImportSession &session, const char *pszCommand, const CUtlString &sessionFile, bool bTokens)
+{
 	ImportMessageList list;
-	const std::filesystem::path sessionPath = std::filesystem::absolute(std::filesystem::path(operand.c_str())).lexically_normal();
+	const std::filesystem::path sessionPath = std::filesystem::absolute(std::filesystem::path(sessionFile.c_str())).lexically_normal();
 	LoadContext ctx;
 	ctx.rewritePaths = true;
 	ctx.basePath = sessionPath.parent_path().string();
 	if (LoadSessionFile(session, ctx, sessionPath.c_str(), list))
 		return true;
-	fprintf(stderr, "mintyard %s: cannot load the session %s\n", pszName, operand.c_str());
+	fprintf(stderr, "mintyard %s: cannot load the session %s\n", pszCommand, sessionFile.c_str());
 	PrintEntries(stderr, list, bTokens);
 	return false;
 }
 
-void SessionCommand_t::SetSearchPathsFromGame()
+void SetCommandSearchPaths(CMintyardImportSession &session, const CUtlString &gameDirectory)
 {
-	const std::filesystem::path game = std::filesystem::absolute(gameDirectory.c_str()).lexically_normal();
+	// The game folder <root>/game/<mod> goes with the content root <root>/content/<mod>.
+	std::filesystem::path game = std::filesystem::absolute(gameDirectory.c_str()).lexically_normal();
+	// "zarn/" as a shell completes it names the same folder as "zarn".
+	if (!game.has_filename() && game.has_parent_path())
+		game = game.parent_path();
 	const std::filesystem::path content = game.parent_path().parent_path() / "content" / game.filename();
 	session.SetSearchPaths(game.string().c_str(), content.string().c_str());
 }

@@ -1,6 +1,7 @@
 #include "mintyardtoolutils/pipeline/importdriver.h"
 
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 
 #include <QImage>
@@ -294,7 +295,16 @@ void CImportLogMessageScopeGuard::Log(const LoggingContext_t &context, const cha
 	const int nSeverity = context.severity < LS_WARNING ? MINTYARD_IMPORT_LOG_INFO
 		: context.severity == LS_WARNING			   ? MINTYARD_IMPORT_LOG_WARNING
 													   : MINTYARD_IMPORT_LOG_ERROR;
+	if (m_bForwarding)
+	{
+		// The list's echo of what this listener just gave it: this listener is the only one
+		// while it lives, so the console gets it here.
+		fputs(pszMessage ? pszMessage : "", context.severity < LS_WARNING ? stdout : stderr);
+		return;
+	}
+	m_bForwarding = true;
 	m_List.Log(nSeverity, "%s", pszMessage ? pszMessage : "");
+	m_bForwarding = false;
 }
 
 // ---------------------------------------------------------------------------------------------

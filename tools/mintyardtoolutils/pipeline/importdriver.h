@@ -63,6 +63,7 @@ public:
 private:
 	ImportMessageList &m_List;
 	CUtlString m_Name;
+	bool m_bForwarding = false;
 };
 
 // The files one model or one image set writes. At most one scope is open at a time; when it ends

@@ -18,12 +18,16 @@
 
 #include <memory>
 
+#include "core/logging.h"
 #include "core/mathtypes.h"
 #include "core/utlstring.h"
 #include "core/utlvector.h"
 
 class KeyValues;
 class CMintyardCfg_ZarnItemDef;
+
+// The preview's messages go to the tool's channel, "MintyardManager".
+DECLARE_LOGGING_CHANNEL(LOG_MINTYARD_PREVIEW);
 class CToolSceneResources;
 class CZarnPreviewModelSet;
 struct hero_t;
@@ -300,6 +304,9 @@ public:
 	const CUtlVector<ZarnPreviewControlPointModifier_t> &GetControlPointModifiers() const { return m_ControlPoints; }
 	// The slots the hero shows wearables in (not hidden, the submission's persona), in order.
 	void GetWearableSlots(CUtlVector<const hero_slot_t *> &out) const;
+	// The author's choices as given to SelectWearables: slots and models, parallel.
+	const CUtlVector<CUtlString> &GetChosenSlots() const { return m_ChosenSlots; }
+	const CUtlVector<CUtlString> &GetChosenModels() const { return m_ChosenModels; }
 	// The slot choices of the current state: the submission's slot and the author's choices.
 	void GetSlotChoices(CUtlVector<ZarnPreviewSlotChoice_t> &out) const;
 	// The models the picker offers for a slot: the slot's default item's model first, then every

@@ -20,6 +20,31 @@ bool NodeBounds(const CToolSceneModelNode *pNode, Vector &mins, Vector &maxs)
 {
 	return pNode && pNode->HasModel() && pNode->GetWorldBounds(mins, maxs);
 }
+
+// A body group whose current choice draws nothing shows its first choice that draws something:
+// a wearable's meshes stand in the choice its slot's body group turns on, and the preview is
+// there to show them.
+void ShowBodyGroupMeshes(CToolSceneModelNode *pNode)
+{
+	const CCompiledModel *pModel = pNode->GetCompiledModel();
+	if (!pModel)
+		return;
+	for (size_t g = 0; g < pModel->m_BodyGroups.size(); ++g)
+	{
+		const CompiledBodyGroup_t &group = pModel->m_BodyGroups[g];
+		const int nCurrent = pNode->GetBodyGroupChoice((int)g);
+		if (nCurrent >= 0 && nCurrent < (int)group.m_Choices.size() && !group.m_Choices[(size_t)nCurrent].m_Meshes.empty())
+			continue;
+		for (size_t choice = 0; choice < group.m_Choices.size(); ++choice)
+		{
+			if (!group.m_Choices[choice].m_Meshes.empty())
+			{
+				pNode->SetBodyGroupChoice((int)g, (int)choice);
+				break;
+			}
+		}
+	}
+}
 } // namespace
 
 CZarnPreviewScene::CZarnPreviewScene(CToolScene *pScene) : m_pScene(pScene)
@@ -59,9 +84,13 @@ CToolSceneModelNode *CZarnPreviewScene::MakeModel(const char *pszPath, int nSkin
 	pNode->SetSelectable(true);
 	CUtlString error;
 	if (!pNode->SetModel(pszPath, &error))
+	{
 		m_LoadErrors.push_back(V_Format("%s: %s", pszPath, error.c_str()));
-	else if (nSkin > 0)
+		return pNode;
+	}
+	if (nSkin > 0)
 		pNode->SetMaterialGroupIndex(nSkin);
+	ShowBodyGroupMeshes(pNode);
 	return pNode;
 }
 
@@ -198,9 +227,9 @@ void CZarnPreviewScene::FrameCamera(CToolSceneCamera &camera, float flAspect, fl
 	const Vector center = (mins + maxs) * 0.5f;
 	const Vector size = maxs - mins;
 	const float flRadius = std::max(1.0f, SceneLength(size) * 0.5f);
-	// The camera stands in front of the model (+X), turned about the centre.
+	// The camera stands in front of the models (they face -Y), turned about the centre.
 	const float flYawRad = SceneRadians(flYaw), flPitchRad = SceneRadians(flPitch);
-	const Vector direction(std::cos(flPitchRad) * std::cos(flYawRad), std::cos(flPitchRad) * std::sin(flYawRad), std::sin(flPitchRad));
+	const Vector direction(std::sin(flYawRad) * std::cos(flPitchRad), -std::cos(flYawRad) * std::cos(flPitchRad), std::sin(flPitchRad));
 	camera.SetPositionAndTarget(center + direction * (flRadius * 3.0f), center);
 	camera.FrameBounds(mins, maxs, flAspect);
 	camera.SetNearFar(std::max(0.5f, flRadius * 0.01f), flRadius * 40.0f);

@@ -8,6 +8,10 @@
 #include "core/utlstring.h"
 #include "core/utlvector.h"
 
+// The preview's camera at first: a three-quarter view from the front, a little above.
+constexpr float ZARN_PREVIEW_CAMERA_YAW = 25.0f;
+constexpr float ZARN_PREVIEW_CAMERA_PITCH = 12.0f;
+
 class CToolScene;
 class CToolSceneCamera;
 class CToolSceneModelNode;
@@ -42,8 +46,10 @@ public:
 	const CUtlVector<CUtlString> &GetLoadErrors() const { return m_LoadErrors; }
 
 	// Places the camera so that the visible models fill the view: looking at their centre from
-	// the front of the model (+X is forward) turned by `flYaw` and raised by `flPitch` degrees.
-	void FrameCamera(CToolSceneCamera &camera, float flAspect, float flYaw = 0.0f, float flPitch = 10.0f) const;
+	// the front of the models (which face -Y), turned by `flYaw` degrees counter-clockwise seen
+	// from above and raised by `flPitch` degrees.
+	void FrameCamera(CToolSceneCamera &camera, float flAspect, float flYaw = ZARN_PREVIEW_CAMERA_YAW,
+		float flPitch = ZARN_PREVIEW_CAMERA_PITCH) const;
 
 private:
 	CToolSceneModelNode *MakeModel(const char *pszPath, int nSkin);

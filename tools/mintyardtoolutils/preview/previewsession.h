@@ -6,11 +6,11 @@
 
 #include <memory>
 
+#include "core/keyvalues.h"
 #include "core/utlstring.h"
 #include "mintyardtoolutils/preview/previewmodelset.h"
 
 class CMintyardImportSession;
-class KeyValues;
 
 struct ZarnSessionPreview_t
 {
