@@ -464,11 +464,18 @@ void CZarnPortraitEditorModel::SetAnimationFrame(int nFrame)
 	if (!m_pRecord || nFrame < 0)
 		return;
 	// The cycle is the frame's share of the sequence.
+	const int nFrames = GetAnimationFrameCount();
+	m_pRecord->m_flAnimationCycle = nFrames > 1 ? std::clamp((float)nFrame / (float)(nFrames - 1), 0.0f, 1.0f) : 0.0f;
+}
+
+int CZarnPortraitEditorModel::GetAnimationFrameCount() const
+{
+	if (m_pModelSet->GetSubjectModel().empty())
+		return 0;
 	std::shared_ptr<const CToolSceneModel> pModel = CToolSceneResources::Default().LoadModel(m_pModelSet->GetSubjectModel().c_str());
 	const CCompiledModel *pData = pModel ? &pModel->GetData() : nullptr;
 	const int nSequence = pData ? pData->FindSequence(m_pModelSet->GetSequence().c_str()) : -1;
-	const int nFrames = nSequence >= 0 ? (int)pData->m_Sequences[nSequence].m_nFrameCount : 0;
-	m_pRecord->m_flAnimationCycle = nFrames > 1 ? std::clamp((float)nFrame / (float)(nFrames - 1), 0.0f, 1.0f) : 0.0f;
+	return nSequence >= 0 ? (int)pData->m_Sequences[nSequence].m_nFrameCount : 0;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -193,6 +193,8 @@ public:
 	void SetAnimationSpeed(float flSpeed);
 	// A frame from 0 holds it; a negative frame plays on.
 	void SetAnimationFrame(int nFrame);
+	// Frames of the sequence the set plays on its subject (0 when it has none).
+	int GetAnimationFrameCount() const;
 
 	// ---- Summons.
 	int GetSelectedSummon() const { return m_nSelectedSummon; }

@@ -21,6 +21,7 @@
 #include "core/keyvalues.h"
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
+#include "mintyardtoolutils/preview/animpreviewwidget.h"
 #include "mintyardtoolutils/preview/portraitcontrols.h"
 #include "mintyardtoolutils/preview/summonseditor.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
@@ -247,6 +248,11 @@ void CQZarnPortraitEditorPanel::BuildLayout()
 	connect(m_pStyleCombo, SIGNAL(currentIndexChanged(int)), this, SLOT(OnCurrentStyleChanged(int)));
 
 	// 2. Animation.
+	m_pAnimation = new CQAnimPreviewWidget(this);
+	pLayout->addWidget(m_pAnimation);
+	connect(m_pAnimation, SIGNAL(SelectedAnimationChanged(const QString)), this, SLOT(OnAnimationControlAnimationChanged(QString)));
+	connect(m_pAnimation, SIGNAL(PlaybackSpeedChanged(float)), this, SLOT(OnAnimationControlPlaybackSpeedChanged(float)));
+	connect(m_pAnimation, SIGNAL(CurrentFrameChanged(int)), this, SLOT(OnAnimationControlFrameChanged(int)));
 
 	// 3. Summons.
 	m_pSummons = new CQSummonsEditorWidget(m_pModel, this);
@@ -526,6 +532,18 @@ void CQZarnPortraitEditorPanel::RefreshStyles()
 
 void CQZarnPortraitEditorPanel::RefreshAnimations()
 {
+	const CZarnPreviewModelSet *pSet = m_pModel->GetModelSet();
+	CUtlVector<CUtlString> sequences;
+	pSet->GetAnimationList(sequences);
+	QStringList names;
+	for (const CUtlString &sequence : sequences)
+		names << QString::fromUtf8(sequence.c_str());
+	m_pAnimation->SetAnimationList(names, QString::fromUtf8(pSet->GetSequence().c_str()));
+	m_pAnimation->SetFrameCount(m_pModel->GetAnimationFrameCount());
+	m_pAnimation->SetPlaybackSpeed(pSet->GetPlaybackSpeed());
+	m_pAnimation->SetPlaying(pSet->IsPlaying());
+	if (!pSet->IsPlaying())
+		m_pAnimation->SetCurrentFrame(pSet->GetFrame());
 }
 
 void CQZarnPortraitEditorPanel::RebuildBackgroundCombo()
@@ -553,17 +571,20 @@ void CQZarnPortraitEditorPanel::RebuildBackgroundCombo()
 
 void CQZarnPortraitEditorPanel::OnAnimationControlAnimationChanged(QString sequence)
 {
-	(void)sequence;
+	// A new sequence plays from its start.
+	m_pModel->SetAnimationFrame(-1);
+	m_pModel->SetAnimationSequence(sequence.toUtf8().constData());
+	RefreshAnimations();
 }
 
 void CQZarnPortraitEditorPanel::OnAnimationControlPlaybackSpeedChanged(float flSpeed)
 {
-	(void)flSpeed;
+	m_pModel->SetAnimationSpeed(flSpeed);
 }
 
 void CQZarnPortraitEditorPanel::OnAnimationControlFrameChanged(int nFrame)
 {
-	(void)nFrame;
+	m_pModel->SetAnimationFrame(nFrame);
 }
 
 void CQZarnPortraitEditorPanel::OnChangeGizmoEditMode(int nPortraitEditMode)

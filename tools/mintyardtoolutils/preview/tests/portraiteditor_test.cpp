@@ -14,6 +14,7 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
@@ -23,6 +24,7 @@
 #include "core/keyvalues.h"
 #include "imaging/image.h"
 #include "imaging/imagewrite.h"
+#include "mintyardtoolutils/preview/animpreviewwidget.h"
 #include "mintyardtoolutils/preview/portraitcontrols.h"
 #include "mintyardtoolutils/preview/portraiteditor.h"
 #include "mintyardtoolutils/preview/portraitoverlay.h"
@@ -297,6 +299,28 @@ TEST_F(PortraitEditorTest, EveryControlWritesItsKey)
 		EXPECT_STREQ(TextForm(record)->GetString(swatch.m_pszKey), QString("%1 %2 %3").arg(nShade).arg(nShade + 1).arg(nShade + 2).toUtf8().constData());
 		nShade += 40;
 	}
+	// The animation control: the sequence, the rate and a held frame as the cycle.
+	CQAnimPreviewWidget *pAnimation = pPanel->AnimationWidget();
+	ASSERT_NE(pAnimation, nullptr);
+	QComboBox *pSequences = pAnimation->AnimationCombo();
+	const int nOther = pSequences->findText("run");
+	ASSERT_GE(nOther, 0);
+	ASSERT_NE(nOther, pSequences->currentIndex());
+	const QString sequence = pSequences->itemText(nOther);
+	pSequences->setCurrentIndex(nOther);
+	Q_EMIT pSequences->activated(nOther);
+	EXPECT_STREQ(TextForm(record)->GetString("PortraitAnimationSequence"), sequence.toUtf8().constData());
+	EXPECT_EQ(pPage->Model().GetModelSet()->GetSequence(), sequence.toUtf8().constData());
+	pAnimation->SpeedBox()->setValue(2.5);
+	EXPECT_FLOAT_EQ(TextForm(record)->GetFloat("PortraitAnimationRate"), 2.5f);
+	const int nFrames = pAnimation->FrameCount();
+	ASSERT_GT(nFrames, 2);
+	pAnimation->FrameSlider()->setValue(nFrames - 1);
+	EXPECT_FLOAT_EQ(TextForm(record)->GetFloat("PortraitAnimationCycle"), 1.0f);
+	EXPECT_EQ(pPage->Model().GetModelSet()->GetFrame(), nFrames - 1);
+	pAnimation->FrameSlider()->setValue(0);
+	EXPECT_FLOAT_EQ(TextForm(record)->GetFloat("PortraitAnimationCycle"), 0.0f);
+
 	// Background colours: the four swatches as floats of 0 to 1.
 	pPanel->BackgroundColorSwatch(2)->PickColor(QColor(255, 0, 51));
 	float r = 0, g = 0, b = 0;
