@@ -44,8 +44,8 @@ void CZarnMaterialQuadRenderer::Draw(const ToolSceneLayerContext_t &context, con
 
 void CPotraitBackgroundRenderer::RenderLayer(const ToolSceneLayerContext_t &context)
 {
-	if (m_Material)
-		CZarnMaterialQuadRenderer::Draw(context, m_Material.Get(), m_flOpacity);
+	if (GetMaterial())
+		CZarnMaterialQuadRenderer::Draw(context, GetMaterial().Get(), GetOpacity());
 }
 
 CToolScenePortraitOverlay::CToolScenePortraitOverlay(CToolSceneMaterialRef material) : m_Renderer(std::move(material))

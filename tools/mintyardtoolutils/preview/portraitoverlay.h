@@ -33,23 +33,14 @@ public:
 	static void Draw(const ToolSceneLayerContext_t &context, const CToolSceneMaterial *pMaterial, float flOpacity);
 };
 
-// The renderer of a portrait overlay: a counted reference to its material and an opacity.
-class CPotraitBackgroundRenderer : public IProceduralLayerRenderer
+// The renderer of a portrait overlay: a counted reference to its material and an opacity (the
+// tool scene's material quad), drawn through CZarnMaterialQuadRenderer.
+class CPotraitBackgroundRenderer : public CToolSceneMaterialQuadRenderer
 {
 public:
-	explicit CPotraitBackgroundRenderer(CToolSceneMaterialRef material = CToolSceneMaterialRef()) : m_Material(std::move(material)) {}
-	virtual ~CPotraitBackgroundRenderer() = default;
-
-	void SetMaterial(CToolSceneMaterialRef material) { m_Material = std::move(material); }
-	const CToolSceneMaterialRef &GetMaterial() const { return m_Material; }
-	void SetOpacity(float flOpacity) { m_flOpacity = flOpacity; }
-	float GetOpacity() const { return m_flOpacity; }
+	using CToolSceneMaterialQuadRenderer::CToolSceneMaterialQuadRenderer;
 
 	void RenderLayer(const ToolSceneLayerContext_t &context) override;
-
-private:
-	CToolSceneMaterialRef m_Material;
-	float m_flOpacity = 1.0f;
 };
 
 // A material drawn over the whole view, on top of the scene, into the scene's own target: the
