@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 
 #include <QGuiApplication>
@@ -11,6 +10,7 @@
 #include "imaging/imagewrite.h"
 #include "mintyardtoolutils/preview/portraitoverlay.h"
 #include "mintyardtoolutils/preview/portraitsubject.h"
+#include "mintyardtoolutils/preview/previewrender.h"
 #include "toolscene/sceneoffscreen.h"
 #include "toolscene/toolscene.h"
 
@@ -83,15 +83,10 @@ CUtlString GetZarnPortraitImageInventory(const char *pszModelPath)
 
 CUtlString GetPortraitDisplayProblem()
 {
-	if (QGuiApplication::instance())
+	if (QGuiApplication::instance() || ZarnPreviewHasDisplay())
 		return CUtlString();
-	const char *pszPlatform = getenv("QT_QPA_PLATFORM");
-	const char *pszDisplay = getenv("DISPLAY");
-	const char *pszWayland = getenv("WAYLAND_DISPLAY");
-	if ((pszPlatform && *pszPlatform) || (pszDisplay && *pszDisplay) || (pszWayland && *pszWayland))
-		return CUtlString();
-	return "drawing needs OpenGL on a display, and no display is set (DISPLAY is empty): run it under one, for instance with "
-		   "\"xvfb-run -a\"";
+	return "drawing needs OpenGL on a display, and there is no display here (DISPLAY is empty or names no running display): run it "
+		   "under one, for instance with \"xvfb-run -a\"";
 }
 
 CZarnPortraitIconRenderer::CZarnPortraitIconRenderer(CToolSceneResources *pResources)

@@ -74,5 +74,5 @@ private:
 };
 
 // A message for a command or tool that has no display to draw on, or empty when drawing may
-// work (a display or a platform is given).
+// work (an application is running, or a display that answers is named).
 CUtlString GetPortraitDisplayProblem();

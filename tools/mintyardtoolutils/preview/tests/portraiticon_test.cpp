@@ -348,4 +348,8 @@ TEST_F(PortraitIconTest, ThePortraitCommandDrawsAnImportedSessionsIcon)
 	result = RunPortraitCommand(gameArg + " " + game.Session("courier") + " --out " + out, "-u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM");
 	EXPECT_EQ(result.exitCode, 1) << result.output;
 	EXPECT_NE(result.output.find("no display"), std::string::npos) << result.output;
+	// A display named that nothing answers on is none either.
+	result = RunPortraitCommand(gameArg + " " + game.Session("courier") + " --out " + out, "-u WAYLAND_DISPLAY -u QT_QPA_PLATFORM DISPLAY=:987");
+	EXPECT_EQ(result.exitCode, 1) << result.output;
+	EXPECT_NE(result.output.find("no display"), std::string::npos) << result.output;
 }
