@@ -184,6 +184,33 @@ void CQZarnPortraitEditorScene::PlaceGizmo()
 void CQZarnPortraitEditorScene::OnPortraitChanged()
 {
 	ShowModel();
+	// Another model: the view takes it in with the portrait's camera.
+	const CToolSceneModelNode *pSubject = m_pSubject->GetModelNode();
+	const CUtlString shown = pSubject ? pSubject->GetModelPath() : CUtlString();
+	if (shown != m_FramedModel && !m_bCloneCamera)
+	{
+		m_FramedModel = shown;
+		FrameView();
+	}
+}
+
+void CQZarnPortraitEditorScene::FrameView()
+{
+	const CToolSceneModelNode *pSubject = m_pSubject->GetModelNode();
+	Vector mins, maxs;
+	if (!pSubject || !pSubject->GetWorldBounds(mins, maxs))
+		return;
+	if (m_pModel->GetPortraitRecord())
+	{
+		const Vector camera = m_pModel->GetCameraPosition();
+		for (int i = 0; i < 3; ++i)
+		{
+			mins[i] = std::min(mins[i], camera[i]);
+			maxs[i] = std::max(maxs[i], camera[i]);
+		}
+	}
+	Camera().FrameBounds(mins, maxs, height() > 0 ? (float)width() / (float)height() : 1.0f);
+	RequestRender();
 }
 
 void CQZarnPortraitEditorScene::OnPortraitCameraChanged()

@@ -74,6 +74,8 @@ public Q_SLOTS:
 private:
 	// Markers, frustums, light and model from the editor model.
 	void ShowModel();
+	// The scene's view on the model in the middle and the portrait's camera, from where it looks.
+	void FrameView();
 	void PlaceGizmo();
 	// The start transform of a drag in the current mode.
 	ToolSceneTransform_t TakeStartTransform() const;
@@ -93,4 +95,6 @@ private:
 	bool m_bCopyingCamera = false;
 	float m_flSceneFOV = 60.0f;
 	ToolSceneTransform_t m_Start;
+	// The model the view was last framed on.
+	CUtlString m_FramedModel;
 };
