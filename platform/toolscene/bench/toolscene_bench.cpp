@@ -21,6 +21,7 @@
 #include <memory>
 #include <vector>
 
+#include "barebench.h"
 #include "toolscene/sceneoffscreen.h"
 #include "toolscene/sceneshaders.h"
 #include "../tests/toolscenetestassets.h"
@@ -153,39 +154,6 @@ struct BareLoop_t
 	GLenum m_eIndexType = GL_UNSIGNED_SHORT;
 };
 
-GLuint BuildProgram(QOpenGLFunctions_3_3_Core *gl, const char *pszVertex, const char *pszFragment)
-{
-	const char *sources[2] = { pszVertex, pszFragment };
-	const GLenum types[2] = { GL_VERTEX_SHADER, GL_FRAGMENT_SHADER };
-	const GLuint program = gl->glCreateProgram();
-	for (int s = 0; s < 2; ++s)
-	{
-		const GLuint shader = gl->glCreateShader(types[s]);
-		gl->glShaderSource(shader, 1, &sources[s], nullptr);
-		gl->glCompileShader(shader);
-		gl->glAttachShader(program, shader);
-		gl->glDeleteShader(shader);
-	}
-	gl->glLinkProgram(program);
-	GLint linked = 0;
-	gl->glGetProgramiv(program, GL_LINK_STATUS, &linked);
-	if (!linked)
-	{
-		gl->glDeleteProgram(program);
-		return 0;
-	}
-	return program;
-}
-
-void ColumnMajor(const SceneMatrix_t &m, float out[16])
-{
-	for (int c = 0; c < 4; ++c)
-	{
-		for (int r = 0; r < 4; ++r)
-			out[c * 4 + r] = m.m[r][c];
-	}
-}
-
 // `bShaded`: the scene's own model program, unskinned, with the texture bound once and the
 // light set once; otherwise the plainest program. Either way: positions (and for the shaded
 // loop normals and texture coordinates) of the tube, one draw per model.
@@ -193,7 +161,7 @@ bool MakeBareLoop(QOpenGLFunctions_3_3_Core *gl, bool bShaded, BareLoop_t &bare)
 {
 	const CompiledMesh_t &mesh = s_pBench->m_Nodes[0]->GetCompiledModel()->m_Meshes[0];
 	const std::string shadedVertex = SceneShader_ModelVertexSource(true);
-	bare.m_nProgram = bShaded ? BuildProgram(gl, shadedVertex.c_str(), g_pszModelFragmentShader) : BuildProgram(gl, s_pszBareVertex, s_pszBareFragment);
+	bare.m_nProgram = bShaded ? BareBench_BuildProgram(gl, shadedVertex.c_str(), g_pszModelFragmentShader) : BareBench_BuildProgram(gl, s_pszBareVertex, s_pszBareFragment);
 	if (!bare.m_nProgram)
 		return false;
 	const size_t vertices = mesh.VertexCount();
@@ -227,7 +195,7 @@ bool MakeBareLoop(QOpenGLFunctions_3_3_Core *gl, bool bShaded, BareLoop_t &bare)
 
 	gl->glUseProgram(bare.m_nProgram);
 	float viewProjection[16];
-	ColumnMajor(s_pBench->m_pScene->Camera().GetViewProjectionMatrix((float)WIDTH / (float)HEIGHT), viewProjection);
+	BareBench_ColumnMajor(s_pBench->m_pScene->Camera().GetViewProjectionMatrix((float)WIDTH / (float)HEIGHT), viewProjection);
 	gl->glUniformMatrix4fv(gl->glGetUniformLocation(bare.m_nProgram, "uViewProjection"), 1, GL_FALSE, viewProjection);
 	if (bShaded)
 	{
@@ -246,24 +214,7 @@ bool MakeBareLoop(QOpenGLFunctions_3_3_Core *gl, bool bShaded, BareLoop_t &bare)
 		gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, (GLint)texture.m_Mips.size() - 1);
 		gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
 		gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-		auto uniform = [&](const char *pszName) { return gl->glGetUniformLocation(bare.m_nProgram, pszName); };
-		// Samplers of different kinds may not share a unit, or nothing is drawn.
-		gl->glUniform1i(uniform("uColorTexture"), 0);
-		gl->glUniform1i(uniform("uNormalTexture"), 1);
-		gl->glUniform1i(uniform("uTranslucencyTexture"), 2);
-		gl->glUniform1i(uniform("uBones"), 3);
-		gl->glUniform1i(uniform("uFlags"), SHADER_FLAG_COLOR_TEXTURE);
-		gl->glUniform1i(uniform("uSkinned"), 0);
-		gl->glUniform4f(uniform("uColor"), 1.0f, 1.0f, 1.0f, 1.0f);
-		gl->glUniform4f(uniform("uTint"), 1.0f, 1.0f, 1.0f, 0.0f);
-		const Vector eye = s_pBench->m_pScene->Camera().GetPosition();
-		gl->glUniform3f(uniform("uEyePosition"), eye.x, eye.y, eye.z);
-		gl->glUniform3f(uniform("uLightDirection"), -0.5f, 0.6f, -0.62f);
-		gl->glUniform3f(uniform("uLightColor"), 1.0f, 0.95f, 0.9f);
-		gl->glUniform3f(uniform("uAmbientColor"), 0.1f, 0.12f, 0.15f);
-		gl->glUniform3f(uniform("uAmbientDirection"), 0.0f, 0.0f, 0.0f);
-		gl->glUniform3f(uniform("uSpecularColor"), 0.05f, 0.05f, 0.05f);
-		gl->glUniform1f(uniform("uSpecularPower"), 16.0f);
+		BareBench_SetShadingUniforms(gl, bare.m_nProgram, s_pBench->m_pScene->Camera().GetPosition());
 	}
 	return true;
 }
@@ -299,7 +250,7 @@ void BM_BareDrawLoop(benchmark::State &state)
 	for (CToolSceneModelNode *pNode : s_pBench->m_Nodes)
 	{
 		std::vector<float> columns(16);
-		ColumnMajor(pNode->GetWorldTransform(), columns.data());
+		BareBench_ColumnMajor(pNode->GetWorldTransform(), columns.data());
 		matrices.push_back(std::move(columns));
 	}
 	offscreen.DoneCurrent();

@@ -258,6 +258,9 @@ void CQImportPreviewEditor::SetModelBySessionIndex(int nIndex)
 
 	const hero_t *pHero = m_Set.GetHero();
 	m_pSelectWearables->setVisible(pHero != nullptr);
+	// The hero's particles and the slot's stock model mean nothing for a model shown alone.
+	m_pShowDefaultParticles->setVisible(pHero != nullptr);
+	m_pShowReference->setVisible(pHero != nullptr);
 	if (pHero)
 	{
 		QString heroPath;

@@ -2,7 +2,9 @@
 // slot's default wearable, bone-merged, its idle animation playing, the ground and grid drawn, as
 // the preview page shows it; against a bare draw loop of the same triangles (the meshes the
 // scene draws, in bind pose) with the scene's own shaders in the same context and framebuffer.
-// Each iteration is one frame, waited for with glFinish.
+// The bare loop draws each mesh's ranges with their materials' textures and shader flags, as the
+// scene would, but unskinned, without the scene's nodes, sorting or per-frame state. Each
+// iteration is one frame, waited for with glFinish.
 //
 //   platform/testsupport/run-with-display.sh build/bench/preview_bench
 //
@@ -29,6 +31,7 @@
 #include "mintyardtoolutils/preview/previewrender.h"
 #include "mintyardtoolutils/preview/previewscene.h"
 #include "toolframework/toolframework.h"
+#include "toolscene/bench/barebench.h"
 #include "toolscene/sceneoffscreen.h"
 #include "toolscene/sceneresources.h"
 #include "toolscene/sceneshaders.h"
@@ -128,51 +131,95 @@ void BM_PreviewFrame(benchmark::State &state)
 	renderer.Scene().SetGridEnabled(true);
 }
 
-GLuint BuildProgram(QOpenGLFunctions_3_3_Core *gl, const char *pszVertex, const char *pszFragment)
+// One draw of the bare loop: a range of a mesh with its material's textures and shader flags.
+struct BareDraw_t
 {
-	const char *sources[2] = { pszVertex, pszFragment };
-	const GLenum types[2] = { GL_VERTEX_SHADER, GL_FRAGMENT_SHADER };
-	const GLuint program = gl->glCreateProgram();
-	for (int s = 0; s < 2; ++s)
-	{
-		const GLuint shader = gl->glCreateShader(types[s]);
-		gl->glShaderSource(shader, 1, &sources[s], nullptr);
-		gl->glCompileShader(shader);
-		gl->glAttachShader(program, shader);
-		gl->glDeleteShader(shader);
-	}
-	gl->glLinkProgram(program);
-	GLint linked = 0;
-	gl->glGetProgramiv(program, GL_LINK_STATUS, &linked);
-	if (!linked)
-	{
-		gl->glDeleteProgram(program);
-		return 0;
-	}
-	return program;
-}
+	GLsizei m_nIndexCount = 0;
+	size_t m_nIndexOffset = 0; // bytes
+	int m_nFlags = 0;
+	GLuint m_Textures[3] = { 0, 0, 0 }; // colour, normal, translucency
+	Vector4D m_vColor = Vector4D(1.0f, 1.0f, 1.0f, 1.0f);
+};
 
-void ColumnMajor(const SceneMatrix_t &m, float out[16])
-{
-	for (int c = 0; c < 4; ++c)
-	{
-		for (int r = 0; r < 4; ++r)
-			out[c * 4 + r] = m.m[r][c];
-	}
-}
-
-// One mesh of the bare loop: its buffers and the world matrix of its node.
+// One mesh of the bare loop: its buffers, the world matrix of its node and its draws.
 struct BareMesh_t
 {
 	GLuint m_nVAO = 0, m_nVBO = 0, m_nIBO = 0;
-	GLsizei m_nIndexCount = 0;
 	GLenum m_eIndexType = GL_UNSIGNED_SHORT;
 	float m_Model[16];
 	float m_Normal[9];
+	std::vector<BareDraw_t> m_Draws;
 };
 
-// The meshes the scene draws (current LOD and body groups) of every visible model node.
-void MakeBareMeshes(QOpenGLFunctions_3_3_Core *gl, std::vector<BareMesh_t> &out)
+// The textures of the bare loop, uploaded once each as the scene uploads them by default:
+// block-compressed ones as S3TC, sRGB ones decoded by the GL, YCoCg ones left to the shader.
+class CBareTextures
+{
+public:
+	explicit CBareTextures(QOpenGLFunctions_3_3_Core *gl) : m_pGL(gl) {}
+	GLuint Get(const CToolSceneTexture *pTexture)
+	{
+		if (!pTexture)
+			return 0;
+		if (auto it = m_Textures.find(pTexture); it != m_Textures.end())
+			return it->second;
+		const CCompiledTexture &data = pTexture->GetData();
+		const bool bSRGB = pTexture->IsSRGB() && !pTexture->IsYCoCg();
+		GLuint texture = 0;
+		m_pGL->glGenTextures(1, &texture);
+		m_pGL->glActiveTexture(GL_TEXTURE0);
+		m_pGL->glBindTexture(GL_TEXTURE_2D, texture);
+		for (size_t level = 0; level < data.m_Mips.size(); ++level)
+		{
+			const CompiledMip_t &mip = data.m_Mips[level];
+			if (data.m_eFormat == COMPILED_TEXTURE_RGBA8)
+				m_pGL->glTexImage2D(GL_TEXTURE_2D, (GLint)level, bSRGB ? GL_SRGB8_ALPHA8 : GL_RGBA8, (GLsizei)mip.m_nWidth, (GLsizei)mip.m_nHeight, 0, GL_RGBA,
+					GL_UNSIGNED_BYTE, mip.m_Data.data());
+			else
+			{
+				const GLenum format = data.m_eFormat == COMPILED_TEXTURE_BC1 ? (bSRGB ? 0x8C4C : 0x83F1) : (bSRGB ? 0x8C4F : 0x83F3);
+				m_pGL->glCompressedTexImage2D(GL_TEXTURE_2D, (GLint)level, format, (GLsizei)mip.m_nWidth, (GLsizei)mip.m_nHeight, 0,
+					(GLsizei)mip.m_Data.size(), mip.m_Data.data());
+			}
+		}
+		m_pGL->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, data.m_Mips.empty() ? 0 : (GLint)data.m_Mips.size() - 1);
+		m_pGL->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
+		m_pGL->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+		m_Textures[pTexture] = texture;
+		return texture;
+	}
+	GLuint White()
+	{
+		if (!m_nWhite)
+		{
+			const uint8 white[4] = { 255, 255, 255, 255 };
+			m_pGL->glGenTextures(1, &m_nWhite);
+			m_pGL->glBindTexture(GL_TEXTURE_2D, m_nWhite);
+			m_pGL->glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, white);
+			m_pGL->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+			m_pGL->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+		}
+		return m_nWhite;
+	}
+	void Free()
+	{
+		for (auto &entry : m_Textures)
+			m_pGL->glDeleteTextures(1, &entry.second);
+		m_Textures.clear();
+		if (m_nWhite)
+			m_pGL->glDeleteTextures(1, &m_nWhite);
+		m_nWhite = 0;
+	}
+
+private:
+	QOpenGLFunctions_3_3_Core *m_pGL;
+	std::map<const CToolSceneTexture *, GLuint> m_Textures;
+	GLuint m_nWhite = 0;
+};
+
+// The meshes the scene draws (current LOD and body groups) of every visible model node, in bind
+// pose, each draw with its material's textures and the flags the scene gives them.
+void MakeBareMeshes(QOpenGLFunctions_3_3_Core *gl, CBareTextures &textures, std::vector<BareMesh_t> &out)
 {
 	CToolScene &scene = s_pBench->m_pRenderer->Scene();
 	for (int n = 0; n < scene.GetNodeCount(); ++n)
@@ -191,11 +238,16 @@ void MakeBareMeshes(QOpenGLFunctions_3_3_Core *gl, std::vector<BareMesh_t> &out)
 			const CompiledMesh_t &mesh = pModel->m_Meshes[m];
 			BareMesh_t bare;
 			const size_t vertices = mesh.VertexCount();
-			std::vector<uint8> bytes(vertices * (sizeof(Vector) * 2 + sizeof(CompiledTexCoord_t)));
+			const bool bTangents = mesh.m_Tangents.size() == vertices;
+			const size_t tangentOffset = vertices * sizeof(Vector) * 2;
+			const size_t texCoordOffset = tangentOffset + (bTangents ? vertices * sizeof(CompiledTangent_t) : 0);
+			std::vector<uint8> bytes(texCoordOffset + vertices * sizeof(CompiledTexCoord_t));
 			memcpy(bytes.data(), mesh.m_Positions.data(), vertices * sizeof(Vector));
 			memcpy(bytes.data() + vertices * sizeof(Vector), mesh.m_Normals.data(), vertices * sizeof(Vector));
+			if (bTangents)
+				memcpy(bytes.data() + tangentOffset, mesh.m_Tangents.data(), vertices * sizeof(CompiledTangent_t));
 			if (mesh.m_TexCoords.size() == vertices)
-				memcpy(bytes.data() + vertices * sizeof(Vector) * 2, mesh.m_TexCoords.data(), vertices * sizeof(CompiledTexCoord_t));
+				memcpy(bytes.data() + texCoordOffset, mesh.m_TexCoords.data(), vertices * sizeof(CompiledTexCoord_t));
 			gl->glGenVertexArrays(1, &bare.m_nVAO);
 			gl->glGenBuffers(1, &bare.m_nVBO);
 			gl->glGenBuffers(1, &bare.m_nIBO);
@@ -206,24 +258,65 @@ void MakeBareMeshes(QOpenGLFunctions_3_3_Core *gl, std::vector<BareMesh_t> &out)
 			gl->glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 0, nullptr);
 			gl->glEnableVertexAttribArray(1);
 			gl->glVertexAttribPointer(1, 3, GL_FLOAT, GL_FALSE, 0, (const void *)(vertices * sizeof(Vector)));
+			if (bTangents)
+			{
+				gl->glEnableVertexAttribArray(2);
+				gl->glVertexAttribPointer(2, 4, GL_FLOAT, GL_FALSE, 0, (const void *)tangentOffset);
+			}
 			gl->glEnableVertexAttribArray(3);
-			gl->glVertexAttribPointer(3, 2, GL_FLOAT, GL_FALSE, 0, (const void *)(vertices * sizeof(Vector) * 2));
+			gl->glVertexAttribPointer(3, 2, GL_FLOAT, GL_FALSE, 0, (const void *)texCoordOffset);
 			gl->glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, bare.m_nIBO);
 			if (mesh.IndexSize() == 2)
 				gl->glBufferData(GL_ELEMENT_ARRAY_BUFFER, (GLsizeiptr)(mesh.m_Indices16.size() * 2), mesh.m_Indices16.data(), GL_STATIC_DRAW);
 			else
 				gl->glBufferData(GL_ELEMENT_ARRAY_BUFFER, (GLsizeiptr)(mesh.m_Indices32.size() * 4), mesh.m_Indices32.data(), GL_STATIC_DRAW);
 			bare.m_eIndexType = mesh.IndexSize() == 2 ? GL_UNSIGNED_SHORT : GL_UNSIGNED_INT;
-			bare.m_nIndexCount = (GLsizei)mesh.IndexCount();
 			gl->glBindVertexArray(0);
+			for (const CompiledDrawCall_t &call : mesh.m_DrawCalls)
+			{
+				BareDraw_t draw;
+				draw.m_nIndexCount = (GLsizei)call.m_nIndexCount;
+				draw.m_nIndexOffset = (size_t)call.m_nFirstIndex * mesh.IndexSize();
+				const CToolSceneMaterial *pMaterial = pNode->GetModelResource()->GetMaterial((int)call.m_nMaterial);
+				if (pMaterial)
+				{
+					if (const CToolSceneTexture *pColor = pMaterial->GetColorTexture())
+					{
+						draw.m_nFlags |= SHADER_FLAG_COLOR_TEXTURE;
+						if (pColor->IsYCoCg())
+							draw.m_nFlags |= SHADER_FLAG_YCOCG | (pColor->IsSRGB() ? SHADER_FLAG_DECODE_SRGB : 0);
+						draw.m_Textures[0] = textures.Get(pColor);
+					}
+					else
+						draw.m_vColor = pMaterial->GetColorConstant();
+					if (bTangents && pMaterial->GetNormalTexture())
+					{
+						draw.m_nFlags |= SHADER_FLAG_NORMAL_MAP;
+						draw.m_Textures[1] = textures.Get(pMaterial->GetNormalTexture());
+					}
+					if (pMaterial->GetTranslucencyTexture())
+					{
+						draw.m_nFlags |= SHADER_FLAG_TRANSLUCENCY;
+						draw.m_Textures[2] = textures.Get(pMaterial->GetTranslucencyTexture());
+					}
+					if (pMaterial->IsAlphaTested())
+						draw.m_nFlags |= SHADER_FLAG_ALPHA_TEST;
+				}
+				for (GLuint &texture : draw.m_Textures)
+				{
+					if (!texture)
+						texture = textures.White();
+				}
+				bare.m_Draws.push_back(draw);
+			}
 			const SceneMatrix_t world = pNode->GetWorldTransform();
-			ColumnMajor(world, bare.m_Model);
+			BareBench_ColumnMajor(world, bare.m_Model);
 			for (int c = 0; c < 3; ++c)
 			{
 				for (int r = 0; r < 3; ++r)
 					bare.m_Normal[c * 3 + r] = world.m[r][c];
 			}
-			out.push_back(bare);
+			out.push_back(std::move(bare));
 		}
 	}
 }
@@ -243,55 +336,36 @@ void BM_PreviewBareLoop(benchmark::State &state)
 	}
 	QOpenGLFunctions_3_3_Core *gl = offscreen.Renderer().GL();
 	const std::string vertex = SceneShader_ModelVertexSource(true);
-	const GLuint program = BuildProgram(gl, vertex.c_str(), g_pszModelFragmentShader);
+	const GLuint program = BareBench_BuildProgram(gl, vertex.c_str(), g_pszModelFragmentShader);
 	if (!program)
 	{
 		state.SkipWithError("the scene's program does not link here");
 		offscreen.DoneCurrent();
 		return;
 	}
+	CBareTextures textures(gl);
 	std::vector<BareMesh_t> meshes;
-	MakeBareMeshes(gl, meshes);
-	// One plain texture for every mesh, as the scene's first texture unit has one.
-	GLuint texture = 0;
-	{
-		std::vector<uint8> pixels(64 * 64 * 4, 180);
-		gl->glGenTextures(1, &texture);
-		gl->glActiveTexture(GL_TEXTURE0);
-		gl->glBindTexture(GL_TEXTURE_2D, texture);
-		gl->glTexImage2D(GL_TEXTURE_2D, 0, GL_SRGB8_ALPHA8, 64, 64, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
-		gl->glGenerateMipmap(GL_TEXTURE_2D);
-		gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
-		gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-	}
+	MakeBareMeshes(gl, textures, meshes);
 	gl->glUseProgram(program);
 	auto uniform = [&](const char *pszName) { return gl->glGetUniformLocation(program, pszName); };
 	float viewProjection[16];
 	CToolSceneCamera &camera = s_pBench->m_pRenderer->Scene().Camera();
-	ColumnMajor(camera.GetViewProjectionMatrix((float)WIDTH / (float)HEIGHT), viewProjection);
+	BareBench_ColumnMajor(camera.GetViewProjectionMatrix((float)WIDTH / (float)HEIGHT), viewProjection);
 	gl->glUniformMatrix4fv(uniform("uViewProjection"), 1, GL_FALSE, viewProjection);
-	gl->glUniform1i(uniform("uColorTexture"), 0);
-	gl->glUniform1i(uniform("uNormalTexture"), 1);
-	gl->glUniform1i(uniform("uTranslucencyTexture"), 2);
-	gl->glUniform1i(uniform("uBones"), 3);
-	gl->glUniform1i(uniform("uFlags"), SHADER_FLAG_COLOR_TEXTURE);
-	gl->glUniform1i(uniform("uSkinned"), 0);
-	gl->glUniform4f(uniform("uColor"), 1.0f, 1.0f, 1.0f, 1.0f);
-	gl->glUniform4f(uniform("uTint"), 1.0f, 1.0f, 1.0f, 0.0f);
-	const Vector eye = camera.GetPosition();
-	gl->glUniform3f(uniform("uEyePosition"), eye.x, eye.y, eye.z);
-	gl->glUniform3f(uniform("uLightDirection"), -0.5f, 0.6f, -0.62f);
-	gl->glUniform3f(uniform("uLightColor"), 1.0f, 0.95f, 0.9f);
-	gl->glUniform3f(uniform("uAmbientColor"), 0.1f, 0.12f, 0.15f);
-	gl->glUniform3f(uniform("uAmbientDirection"), 0.0f, 0.0f, 0.0f);
-	gl->glUniform3f(uniform("uSpecularColor"), 0.05f, 0.05f, 0.05f);
-	gl->glUniform1f(uniform("uSpecularPower"), 16.0f);
+	BareBench_SetShadingUniforms(gl, program, camera.GetPosition());
 	const GLint modelUniform = uniform("uModel"), normalUniform = uniform("uNormalMatrix");
+	const GLint flagsUniform = uniform("uFlags"), colorUniform = uniform("uColor");
 	offscreen.DoneCurrent();
 
-	double triangles = 0.0;
+	double triangles = 0.0, draws = 0.0;
 	for (const BareMesh_t &mesh : meshes)
-		triangles += (double)(mesh.m_nIndexCount / 3);
+	{
+		for (const BareDraw_t &draw : mesh.m_Draws)
+		{
+			triangles += (double)(draw.m_nIndexCount / 3);
+			draws += 1.0;
+		}
+	}
 	for (auto _ : state)
 	{
 		offscreen.MakeCurrent();
@@ -304,14 +378,22 @@ void BM_PreviewBareLoop(benchmark::State &state)
 		gl->glCullFace(GL_BACK);
 		gl->glFrontFace(GL_CCW);
 		gl->glUseProgram(program);
-		gl->glActiveTexture(GL_TEXTURE0);
-		gl->glBindTexture(GL_TEXTURE_2D, texture);
 		for (const BareMesh_t &mesh : meshes)
 		{
 			gl->glBindVertexArray(mesh.m_nVAO);
 			gl->glUniformMatrix4fv(modelUniform, 1, GL_FALSE, mesh.m_Model);
 			gl->glUniformMatrix3fv(normalUniform, 1, GL_FALSE, mesh.m_Normal);
-			gl->glDrawElements(GL_TRIANGLES, mesh.m_nIndexCount, mesh.m_eIndexType, nullptr);
+			for (const BareDraw_t &draw : mesh.m_Draws)
+			{
+				for (int unit = 0; unit < 3; ++unit)
+				{
+					gl->glActiveTexture(GL_TEXTURE0 + unit);
+					gl->glBindTexture(GL_TEXTURE_2D, draw.m_Textures[unit]);
+				}
+				gl->glUniform1i(flagsUniform, draw.m_nFlags);
+				gl->glUniform4f(colorUniform, draw.m_vColor.x, draw.m_vColor.y, draw.m_vColor.z, draw.m_vColor.w);
+				gl->glDrawElements(GL_TRIANGLES, draw.m_nIndexCount, mesh.m_eIndexType, (const void *)draw.m_nIndexOffset);
+			}
 		}
 		gl->glFinish();
 		gl->glDisable(GL_CULL_FACE);
@@ -325,11 +407,11 @@ void BM_PreviewBareLoop(benchmark::State &state)
 		gl->glDeleteBuffers(1, &mesh.m_nVBO);
 		gl->glDeleteBuffers(1, &mesh.m_nIBO);
 	}
-	gl->glDeleteTextures(1, &texture);
+	textures.Free();
 	gl->glDeleteProgram(program);
 	offscreen.DoneCurrent();
 	state.counters["triangles"] = triangles;
-	state.counters["draws"] = (double)meshes.size();
+	state.counters["draws"] = draws;
 }
 
 BENCHMARK(BM_PreviewFrame)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0)->Repetitions(5)->ReportAggregatesOnly(true);

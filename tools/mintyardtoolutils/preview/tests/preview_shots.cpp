@@ -135,12 +135,11 @@ int main(int argc, char **argv)
 		pEditor->OnSelectWearables();
 		if (CQWearablePicker *pPicker = pEditor->WearablePicker())
 		{
-			pPicker->SelectModel("weapon", "models/heroes/bramble/bramble_weapon_persona_1.zmdl");
 			Shot(pPicker, "preview_02_wearable_picker");
 			pEditor->OnSlotModelsSelected();
 			pPicker->close();
 		}
-		Shot(pWizard, "preview_03_wearable_other_weapon");
+		Shot(pWizard, "preview_03_wearable_after_picker");
 		delete pWizard;
 	}
 	if (CQMintyardImportDialog *pWizard = OpenPreview(sessions + "courier.session.txt"))

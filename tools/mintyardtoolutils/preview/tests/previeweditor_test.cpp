@@ -9,15 +9,22 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QSemaphore>
 #include <QTest>
+#include <QThread>
 
 #include <cmath>
 
+#include "core/strtools.h"
 #include "mintyardtoolutils/core/cfgelements.h"
 #include "mintyardtoolutils/preview/animpreviewwidget.h"
 #include "mintyardtoolutils/preview/importprevieweditor.h"
 #include "mintyardtoolutils/preview/previewpages.h"
 #include "mintyardtoolutils/preview/previewscene.h"
+#include "mintyardtoolutils/wizard/gamechannel.h"
+#include "mintyardtoolutils/wizard/gamemessage.h"
 #include "mintyardtoolutils/wizard/wizardpage.h"
 #include "previewtestboxes.h"
 #include "previewtestgame.h"
@@ -39,6 +46,45 @@ void MouseMove(QWidget *pWidget, const QPoint &position, Qt::MouseButtons button
 	QMouseEvent event(QEvent::MouseMove, QPointF(position), QPointF(pWidget->mapToGlobal(position)), Qt::NoButton, buttons, Qt::NoModifier);
 	QApplication::sendEvent(pWidget, &event);
 }
+
+// Stands for a game: listens on a channel on a thread of its own and keeps the bytes of the
+// first connection.
+class CTestGameListener : public QThread
+{
+public:
+	explicit CTestGameListener(const QString &name) : m_Name(name) {}
+	bool Listen()
+	{
+		start();
+		m_Ready.acquire();
+		return m_bListening;
+	}
+	std::string m_Bytes;
+
+protected:
+	void run() override
+	{
+		QLocalServer::removeServer(m_Name);
+		QLocalServer server;
+		m_bListening = server.listen(m_Name);
+		m_Ready.release();
+		if (!m_bListening || !server.waitForNewConnection(10000))
+			return;
+		QLocalSocket *pSocket = server.nextPendingConnection();
+		while (pSocket->state() == QLocalSocket::ConnectedState || pSocket->bytesAvailable() > 0)
+		{
+			if (pSocket->bytesAvailable() == 0 && !pSocket->waitForReadyRead(5000))
+				break;
+			m_Bytes += pSocket->readAll().toStdString();
+		}
+		m_Bytes += pSocket->readAll().toStdString();
+	}
+
+private:
+	QString m_Name;
+	QSemaphore m_Ready;
+	bool m_bListening = false;
+};
 
 Vector NodeWorldPosition(const CToolSceneNode *pNode)
 {
@@ -230,6 +276,8 @@ TEST_F(PreviewEditorTest, WithoutAttachmentsTheButtonsDoNothing)
 	EXPECT_FALSE(editor.Gizmo()->IsVisible());
 	EXPECT_EQ(listener.m_nCalls, 0);
 	EXPECT_FALSE(editor.SelectWearablesButton()->isVisible()) << "a ward has no hero to dress";
+	EXPECT_FALSE(editor.ShowDefaultParticlesCheck()->isVisible());
+	EXPECT_FALSE(editor.ShowReferenceModelCheck()->isVisible());
 	m_Session.RemoveListener(&listener);
 }
 
@@ -239,6 +287,7 @@ TEST_F(PreviewEditorTest, AWearableStandsOnItsHeroAndTheAnimationControlDrivesIt
 	CQImportPreviewEditor &editor = *m_pEditor;
 	EXPECT_NE(editor.ModelSet().GetHero(), nullptr);
 	EXPECT_TRUE(editor.SelectWearablesButton()->isVisible());
+	EXPECT_TRUE(editor.ShowDefaultParticlesCheck()->isVisible());
 	ASSERT_NE(editor.PreviewScene().GetSubjectNode(), nullptr);
 	EXPECT_NE(editor.PreviewScene().GetSubjectNode(), editor.PreviewScene().GetModelNode()) << "the hero is the subject";
 
@@ -250,6 +299,7 @@ TEST_F(PreviewEditorTest, AWearableStandsOnItsHeroAndTheAnimationControlDrivesIt
 	pAnimation->SetCurrentFrame(3);
 	Q_EMIT pAnimation->CurrentFrameChanged(3);
 	EXPECT_EQ(editor.ModelSet().GetFrame(), 3);
+	EXPECT_FALSE(editor.ModelSet().IsPlaying()) << "the frame control stops playback at the frame";
 	EXPECT_GE(nFrames, 1);
 }
 
@@ -265,4 +315,54 @@ TEST_F(PreviewEditorTest, MeshProblemsShowTheirCounts)
 	EXPECT_TRUE(editor.MeshProblemsLabel()->text().startsWith("4 border, 0 non-manifold, 0 flipped")) << editor.MeshProblemsLabel()->text().toStdString();
 	editor.ShowMeshProblemsCheck()->setChecked(false);
 	EXPECT_TRUE(editor.MeshProblemsLabel()->text().isEmpty());
+}
+
+TEST_F(PreviewEditorTest, PreviewInGameSendsTheHeroItemsToTheListeningGame)
+{
+	ASSERT_NO_FATAL_FAILURE(Open("wearable_bramble_head"));
+	// A game folder name of this run's own for the channel, so that no other run shares it; the
+	// scene keeps the folder it loaded from.
+	const std::string mod = "zarn_preview_" + std::to_string(getpid());
+	m_Session.SetSearchPaths(m_Game.Root("game/" + mod).c_str(), m_Game.Content("").c_str());
+	const QString channel = MintyardGameChannelName(QString::fromStdString(m_Game.Root("game/" + mod)));
+	// The author chose a wearable for another slot: it goes along with the submission.
+	CUtlVector<CUtlString> slots, models;
+	slots.push_back("weapon");
+	models.push_back("models/heroes/bramble/bramble_weapon.zmdl");
+	m_pEditor->ModelSet().SelectWearables(slots, models);
+	CTestGameListener listener(channel);
+	ASSERT_TRUE(listener.Listen());
+	m_pEditor->PreviewInGameButton()->click();
+	ASSERT_TRUE(listener.wait(15000));
+	EXPECT_TRUE(m_pEditor->LastPreviewInGameMessage().isEmpty()) << m_pEditor->LastPreviewInGameMessage().toStdString();
+
+	size_t nConsumed = 0;
+	MintyardGameMessage_t message;
+	CUtlString error;
+	ASSERT_EQ(MINTYARD_GAME_MESSAGE_COMPLETE, DecodeMintyardGameMessage(listener.m_Bytes, nConsumed, message, error)) << error;
+	EXPECT_TRUE(message.m_bFlag);
+	EXPECT_STREQ("Mint Yard Test Items", message.m_pTree->GetName());
+	EXPECT_STREQ("npc_zarn_hero_bramble", message.m_pTree->GetString("hero_name"));
+	EXPECT_NE(0, message.m_pTree->GetInt("hero_id"));
+	// The submission in its slot and the chosen wearable, each by its slot key.
+	int nItems = 0;
+	bool bCrown = false, bWeapon = false;
+	for (KeyValues *pItem = message.m_pTree->GetFirstTrueSubKey(); pItem; pItem = pItem->GetNextTrueSubKey())
+	{
+		if (V_stricmp(pItem->GetName(), "test_item_set") == 0)
+			continue;
+		++nItems;
+		EXPECT_EQ(1, pItem->GetInt("test_existing_item")) << pItem->GetName();
+		EXPECT_NE(0, pItem->GetInt("item_def")) << pItem->GetName();
+		if (V_stristr(pItem->GetString("model_player"), "briar_crown"))
+			bCrown = true;
+		if (V_stristr(pItem->GetString("model_player"), "bramble_weapon"))
+			bWeapon = true;
+	}
+	EXPECT_EQ(nItems, 2);
+	EXPECT_TRUE(bCrown) << "the submission's item is not among them";
+	EXPECT_TRUE(bWeapon) << "the chosen weapon is not among them";
+	KeyValues *pSet = message.m_pTree->FindKey("test_item_set");
+	ASSERT_NE(pSet, nullptr);
+	EXPECT_STREQ("new_briar_crown_item", pSet->GetString("key"));
 }

@@ -22,6 +22,8 @@ struct PixelCounts_t
 	int m_nBackground = 0; // like the corner pixel
 	int m_nRed = 0;		   // the problems' red
 	int m_nOther = 0;
+	int m_nGreen = 0;  // clearly green (the hero's tunic; the grid's Y axis is green too)
+	int m_nOrange = 0; // clearly orange-brown (the courier's coat)
 };
 
 bool IsRed(QRgb pixel)
@@ -50,6 +52,11 @@ PixelCounts_t CountPixels(const QImage &image, double x0, double y0, double x1, 
 				++counts.m_nBackground;
 			else
 				++counts.m_nOther;
+			const int r = qRed(pixel), g = qGreen(pixel), b = qBlue(pixel);
+			if (g > r + 15 && g > b + 15)
+				++counts.m_nGreen;
+			if (r > g + 30 && g > b && r > 90)
+				++counts.m_nOrange;
 		}
 	}
 	return counts;
@@ -112,6 +119,9 @@ TEST_F(PreviewRenderTest, AnImportedSessionShowsItsModelOnItsHero)
 	// The hero stands in the middle, taller than wide.
 	const PixelCounts_t middle = CountPixels(image, 0.4, 0.3, 0.6, 0.7);
 	EXPECT_GT(middle.m_nOther, middle.m_nBackground);
+	// Its green tunic in the middle of the picture, none in the corners.
+	EXPECT_GT(CountPixels(image, 0.4, 0.3, 0.6, 0.5).m_nGreen, 100);
+	EXPECT_EQ(CountPixels(image, 0.0, 0.0, 0.15, 0.25).m_nGreen, 0);
 	// Above the ground's horizon, beside the hero, the background.
 	EXPECT_EQ(CountPixels(image, 0.0, 0.0, 0.15, 0.25).m_nOther, 0);
 	EXPECT_EQ(CountPixels(image, 0.85, 0.0, 1.0, 0.25).m_nOther, 0);
@@ -133,7 +143,9 @@ TEST_F(PreviewRenderTest, AnImportedSessionShowsItsModelOnItsHero)
 	const std::string courierPicture = m_Game.Root("out/courier.png");
 	const CommandResult_t drawn = Render("--session " + m_Game.Session("courier") + " --size 320x240 --out " + courierPicture);
 	ASSERT_EQ(drawn.exitCode, 0) << drawn.output;
-	EXPECT_GT(CountPixels(Load(courierPicture), 0.4, 0.35, 0.6, 0.65).m_nOther, 0);
+	const QImage courierImage = Load(courierPicture);
+	EXPECT_GT(CountPixels(courierImage, 0.4, 0.35, 0.6, 0.65).m_nOrange, 100) << "the courier's coat is not in the middle";
+	EXPECT_EQ(CountPixels(courierImage, 0.0, 0.0, 0.15, 0.2).m_nOther, 0);
 	const CommandResult_t past = Render("--session " + m_Game.Session("courier") + " --index 9 --out " + courierPicture);
 	EXPECT_EQ(past.exitCode, 1);
 	EXPECT_NE(past.output.find("--index 9 is not one of them"), std::string::npos) << past.output;
@@ -191,4 +203,19 @@ TEST_F(PreviewRenderTest, UsageErrorsAndNoDisplay)
 	EXPECT_NE(console.output.find("xvfb-run"), std::string::npos) << console.output;
 	// The other subcommands still work there.
 	EXPECT_EQ(RunCommand("env -u DISPLAY -u WAYLAND_DISPLAY " + MINTYARD + " templates --game " + m_Game.Game("")).exitCode, 0);
+}
+
+TEST_F(PreviewRenderTest, AWardAndAModelOfNoHeroStandAlone)
+{
+	for (const char *pszSession : { "ward", "bramble_thorn_volley" })
+	{
+		const CommandResult_t import = RunCommand(MINTYARD + " import --game " + m_Game.Game("") + " " + m_Game.Session(pszSession));
+		ASSERT_EQ(import.exitCode, 0) << import.output;
+		const std::string out = m_Game.Root(std::string("out/") + pszSession + ".png");
+		const CommandResult_t result = Render("--session " + m_Game.Session(pszSession) + " --size 320x240 --out " + out);
+		ASSERT_EQ(result.exitCode, 0) << result.output;
+		const QImage image = Load(out);
+		EXPECT_GT(CountPixels(image, 0.4, 0.35, 0.6, 0.65).m_nOther, 200) << pszSession;
+		EXPECT_EQ(CountPixels(image, 0.0, 0.0, 0.12, 0.15).m_nOther, 0) << pszSession;
+	}
 }
