@@ -17,6 +17,7 @@
 #include "mintyardmanager/publishfiledialog.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/wizard/importdialog.h"
+#include "mintyardtoolutils/wizard/portraiticons.h"
 #include "mintyardtoolutils/wizard/wizardpage.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
 #include "testsupport/test_support.h"
@@ -164,5 +165,9 @@ TEST_F(WizardWindowTest, TheToolGivesTheWizardItsPortraitPageWhenItStarts)
 	ASSERT_EQ(nullptr, GetMintyardWizardPageFactory(MINTYARD_WIZARD_PAGE_PORTRAIT_EDITOR));
 	ASSERT_NE(nullptr, Start({ "-mintyard_items" }));
 	EXPECT_NE(nullptr, GetMintyardWizardPageFactory(MINTYARD_WIZARD_PAGE_PORTRAIT_EDITOR));
+	// The wizard's icon option finds the tool that draws the icons, with its interface.
+	IToolSystem2 *pIcons = g_pToolFramework->FindToolByName(MINTYARD_PORTRAIT_EDITOR_TOOL_NAME);
+	ASSERT_NE(nullptr, pIcons);
+	EXPECT_NE(nullptr, pIcons->QueryInterface(MINTYARD_PORTRAIT_ICONS_INTERFACE_VERSION));
 }
 
