@@ -34,7 +34,6 @@ CUtlString CZarnPortraitEditorTool::OutputRoot() const
 
 bool CZarnPortraitEditorTool::GenerateIcons(const char *pszKind, KeyValues *pItemKeys, int nFlags)
 {
-	(void)nFlags;
 	m_Jobs.clear();
 	if (!pszKind || strcmp(pszKind, "mintyard") != 0)
 	{
@@ -63,6 +62,7 @@ bool CZarnPortraitEditorTool::GenerateIcons(const char *pszKind, KeyValues *pIte
 			job.m_ModelPath = pPortrait->GetName();
 			job.m_Record = record;
 			job.m_nSize = nSize;
+			job.m_bTransparent = m_bTransparent || (nFlags & MINTYARD_PORTRAIT_ICONS_TRANSPARENT) != 0;
 			job.m_OutputPath = V_NormalizePath(V_JoinPath(root, GetZarnPortraitIconPath(job.m_ModelPath.c_str(), nSize)));
 			m_Jobs.push_back(job);
 		}
@@ -85,7 +85,7 @@ void CZarnPortraitEditorTool::FinishIcons()
 		ZarnPortraitIconOptions_t options;
 		options.m_nSize = job.m_nSize;
 		options.m_nPreviewMode = 2;
-		options.m_bTransparentBackground = m_bTransparent;
+		options.m_bTransparentBackground = job.m_bTransparent;
 		CUtlString error;
 		if (m_pRenderer->WriteIcon(job.m_ModelPath.c_str(), job.m_Record, options, job.m_OutputPath.c_str(), &error))
 		{

@@ -26,6 +26,7 @@ public:
 		CZarnPortraitRecord m_Record;
 		int m_nSize = 256;
 		CUtlString m_OutputPath;
+		bool m_bTransparent = false;
 	};
 
 	CZarnPortraitEditorTool();
@@ -40,7 +41,8 @@ public:
 	void FinishIcons() override;
 	void ReleaseIcons() override;
 
-	// Without a background: icons with alpha only where the model and overlays are.
+	// Without a background: icons with alpha only where the model and overlays are, for every
+	// batch (a batch alone: the flag MINTYARD_PORTRAIT_ICONS_TRANSPARENT of GenerateIcons).
 	void SetTransparentBackground(bool bTransparent) { m_bTransparent = bTransparent; }
 	// The folder icons go under (empty: the game folder of the tool's file system).
 	void SetOutputRoot(const char *pszFolder) { m_OutputRoot = pszFolder ? pszFolder : ""; }

@@ -239,6 +239,24 @@ TEST_F(PortraitIconTest, ThePortraitEditorToolFoundByNameWritesTheItemsIcons)
 		}
 	}
 
+	// Opaque icons: the background fills the frame.
+	CImageRGBA8 opaque;
+	ASSERT_TRUE(LoadImageFile(game.Game("resource/flash3/images/econ/items/courier/sample_courier/sample_courier_128.png"), opaque));
+	EXPECT_EQ(opaque.Pixel(20, 20)[3], 255);
+	// The transparent flag: the same icons without their background.
+	ASSERT_TRUE(pIcons->GenerateIcons("mintyard", &keys, MINTYARD_PORTRAIT_ICONS_TRANSPARENT));
+	pIcons->FinishIcons();
+	CImageRGBA8 clear;
+	ASSERT_TRUE(LoadImageFile(game.Game("resource/flash3/images/econ/items/courier/sample_courier/sample_courier_128.png"), clear));
+	EXPECT_LT(clear.Pixel(20, 20)[3], 128);
+	EXPECT_EQ(clear.Pixel(1, 64)[3], 255);
+	// The flag holds for its batch alone.
+	ASSERT_TRUE(pIcons->GenerateIcons("mintyard", &keys, 0));
+	pIcons->FinishIcons();
+	pIcons->ReleaseIcons();
+	ASSERT_TRUE(LoadImageFile(game.Game("resource/flash3/images/econ/items/courier/sample_courier/sample_courier_128.png"), opaque));
+	EXPECT_EQ(opaque.Pixel(20, 20)[3], 255);
+
 	// The wizard's own call goes through the registry the same way.
 	std::filesystem::remove_all(game.Game("resource/flash3/images/econ/items"));
 	ASSERT_TRUE(GenerateMintyardItemIcons(&keys));
