@@ -22,6 +22,7 @@
 #include <QSlider>
 
 #include "core/keyvalues.h"
+#include "mintyardtoolutils/core/gamedata.h"
 #include "imaging/image.h"
 #include "imaging/imagewrite.h"
 #include "mintyardtoolutils/preview/animpreviewwidget.h"
@@ -692,4 +693,40 @@ TEST_F(PortraitEditorTest, ALoadingScreenTakesTheTgaOverThePng)
 	EXPECT_EQ(viewer.GetLoadingScreenOverlay(), nullptr);
 	ASSERT_NE(viewer.GetForegroundOverlay(), nullptr);
 	ASSERT_NE(viewer.GetSquareOverlay(), nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The game's portraits
+
+TEST_F(PortraitEditorTest, ANewModelStartsFromTheGamesPortraitOfItsTemplate)
+{
+	CPreviewTestGame &game = CPortraitTestGame::Game();
+	ASSERT_TRUE(EnsureGameDataLoaded());
+	// The courier's walking and flying models start from the default courier's two portraits.
+	CMintyardImportSession courier;
+	std::string messages;
+	ASSERT_TRUE(game.LoadSession(courier, "courier", &messages)) << messages;
+	ASSERT_EQ(courier.m_Models.size(), 2u);
+	const char *const defaults[] = { "models/props/courier/courier.zmdl", "models/props/courier/courier_flying.zmdl" };
+	for (size_t i = 0; i < 2; ++i)
+	{
+		SCOPED_TRACE(defaults[i]);
+		KeyValues *pGame = FindGamePortrait(defaults[i]);
+		ASSERT_NE(pGame, nullptr);
+		CZarnPortraitRecord expected;
+		expected.ReadKeys(pGame);
+		EXPECT_EQ(PortraitRecordToClipboardText(courier.m_Models[i]->m_PortraitRecord), PortraitRecordToClipboardText(expected));
+		EXPECT_NE(courier.m_Models[i]->m_PortraitRecord.CameraOrFirst("default").m_Position, Vector());
+	}
+	EXPECT_NE(courier.m_Models[0]->m_PortraitRecord.CameraOrFirst("default").m_Position,
+		courier.m_Models[1]->m_PortraitRecord.CameraOrFirst("default").m_Position);
+	// Case does not matter in the path.
+	EXPECT_EQ(FindGamePortrait("MODELS/props/Courier/courier.zmdl"), FindGamePortrait(defaults[0]));
+	EXPECT_EQ(FindGamePortrait("models/props/courier/no_such.zmdl"), nullptr);
+
+	// A wearable's template names none: a new portrait, which the not-edited rule catches.
+	CMintyardImportSession wearable;
+	ASSERT_TRUE(game.LoadSession(wearable, "wearable_bramble_head", &messages)) << messages;
+	ASSERT_EQ(wearable.m_Models.size(), 1u);
+	EXPECT_EQ(PortraitRecordToClipboardText(wearable.m_Models[0]->m_PortraitRecord), PortraitRecordToClipboardText(CZarnPortraitRecord()));
 }
