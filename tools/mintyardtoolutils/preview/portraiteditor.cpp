@@ -60,6 +60,7 @@ CQZarnPortraitEditor::CQZarnPortraitEditor(QWidget *pParent) : QWidget(pParent)
 	connect(m_pModelCombo, SIGNAL(currentIndexChanged(int)), this, SLOT(OnModelSelected(int)));
 	connect(m_pPanel, SIGNAL(CloneCameraToggled(bool)), m_pScene, SLOT(SetCloneCameraEnabled(bool)));
 	connect(m_pPanel, SIGNAL(FrameRequested()), this, SLOT(OnFrameModel()));
+	connect(m_pViewer, SIGNAL(PlayingFrameChanged(int)), m_pPanel, SLOT(OnPlayingFrameChanged(int)));
 	m_Model.AddListener(this);
 }
 

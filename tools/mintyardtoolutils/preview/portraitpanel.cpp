@@ -587,6 +587,12 @@ void CQZarnPortraitEditorPanel::OnAnimationControlFrameChanged(int nFrame)
 	m_pModel->SetAnimationFrame(nFrame);
 }
 
+void CQZarnPortraitEditorPanel::OnPlayingFrameChanged(int nFrame)
+{
+	if (m_pModel->GetModelSet()->IsPlaying())
+		m_pAnimation->SetCurrentFrame(nFrame);
+}
+
 void CQZarnPortraitEditorPanel::OnChangeGizmoEditMode(int nPortraitEditMode)
 {
 	m_pModel->SetGizmoMode(nPortraitEditMode);

@@ -114,6 +114,8 @@ public Q_SLOTS:
 	void OnAnimationControlAnimationChanged(QString sequence);
 	void OnAnimationControlPlaybackSpeedChanged(float flSpeed);
 	void OnAnimationControlFrameChanged(int nFrame);
+	// The frame a playing animation shows (the control follows it, saying nothing).
+	void OnPlayingFrameChanged(int nFrame);
 	void OnChangeGizmoEditMode(int nPortraitEditMode);
 	void OnCameraRollChanged(float flRoll);
 	void OnCameraFOVChanged(float flFOV);

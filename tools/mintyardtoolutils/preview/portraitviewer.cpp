@@ -45,6 +45,14 @@ void CQZarnPortraitViewer::OnToolFrame(float flFrameTime)
 {
 	UpdateCameraAndLight();
 	CQToolSceneWidgetAutoUpdate::OnToolFrame(flFrameTime);
+	// The frame the playing animation has reached, for the animation control.
+	const CToolSceneModelNode *pNode = m_pSubject->GetModelNode();
+	const int nFrame = pNode && m_pModel->GetModelSet()->IsPlaying() ? (int)pNode->GetFrame() : -1;
+	if (nFrame >= 0 && nFrame != m_nPlayingFrame)
+	{
+		m_nPlayingFrame = nFrame;
+		Q_EMIT PlayingFrameChanged(nFrame);
+	}
 }
 
 void CQZarnPortraitViewer::UpdateCameraAndLight()

@@ -50,6 +50,10 @@ public:
 	// The camera and light of the model's portrait into the scene (what every frame does).
 	void UpdateCameraAndLight();
 
+Q_SIGNALS:
+	// While the animation plays: the frame shown, when it changes.
+	void PlayingFrameChanged(int nFrame);
+
 private:
 	// The model and summons from the editor model.
 	void UpdateSubject();
@@ -60,4 +64,5 @@ private:
 	std::unique_ptr<CZarnPortraitLook> m_pLook;
 	std::unique_ptr<CZarnPortraitSubject> m_pSubject;
 	int m_nPreviewMode = -1;
+	int m_nPlayingFrame = -1;
 };

@@ -730,3 +730,26 @@ TEST_F(PortraitEditorTest, ANewModelStartsFromTheGamesPortraitOfItsTemplate)
 	ASSERT_EQ(wearable.m_Models.size(), 1u);
 	EXPECT_EQ(PortraitRecordToClipboardText(wearable.m_Models[0]->m_PortraitRecord), PortraitRecordToClipboardText(CZarnPortraitRecord()));
 }
+
+TEST_F(PortraitEditorTest, TheAnimationControlFollowsThePlayingFrame)
+{
+	CMintyardImportSession *pSession = CPortraitTestGame::Session("courier");
+	ASSERT_NE(pSession, nullptr);
+	CPortraitRecordsGuard guard(pSession);
+	auto pPage = MakePage(pSession);
+	CQAnimPreviewWidget *pAnimation = pPage->Panel()->AnimationWidget();
+	ASSERT_TRUE(pPage->Model().GetModelSet()->IsPlaying());
+	ASSERT_GT(pAnimation->FrameCount(), 4);
+	QSignalSpy frames(pAnimation, SIGNAL(CurrentFrameChanged(int)));
+	const float flCycle = pSession->m_Models[0]->m_PortraitRecord.m_flAnimationCycle;
+	int nMoved = 0;
+	for (int i = 0; i < 8; ++i)
+	{
+		CPortraitTestGame::Game().RunFrames(0.05f);
+		nMoved += pAnimation->CurrentFrame() > 0 ? 1 : 0;
+	}
+	EXPECT_GT(nMoved, 0);
+	// Following it says nothing back, and the record keeps its cycle.
+	EXPECT_EQ(frames.count(), 0);
+	EXPECT_FLOAT_EQ(pSession->m_Models[0]->m_PortraitRecord.m_flAnimationCycle, flCycle);
+}
