@@ -753,3 +753,25 @@ TEST_F(PortraitEditorTest, TheAnimationControlFollowsThePlayingFrame)
 	EXPECT_EQ(frames.count(), 0);
 	EXPECT_FLOAT_EQ(pSession->m_Models[0]->m_PortraitRecord.m_flAnimationCycle, flCycle);
 }
+
+TEST_F(PortraitEditorTest, AModelNotCompiledWarnsAndStaysUnselected)
+{
+	// The ward session loaded but never imported: its model has no compiled file.
+	CMintyardImportSession ward;
+	std::string messages;
+	ASSERT_TRUE(CPortraitTestGame::Game().LoadSession(ward, "ward", &messages)) << messages;
+	QStringList boxes;
+	MintyardWizardMessageHook() = [&](QMessageBox::Icon, const QString &title, const QString &text, int, int)
+	{
+		boxes << title + ": " + text;
+		return (int)QMessageBox::Ok;
+	};
+	auto pPage = MakePage(&ward);
+	MintyardWizardMessageHook() = nullptr;
+	ASSERT_EQ(boxes.size(), 1);
+	EXPECT_TRUE(boxes[0].startsWith("Invalid Model: Could not find compiled model: ")) << boxes[0].toStdString();
+	EXPECT_TRUE(boxes[0].contains("sample_owl_ward.zmdl_c")) << boxes[0].toStdString();
+	EXPECT_EQ(pPage->GetCurrentModelIndex(), -1);
+	EXPECT_EQ(pPage->Model().GetPortraitRecord(), nullptr);
+	EXPECT_EQ(pPage->ModelCombo()->count(), (int)ward.m_Models.size());
+}
