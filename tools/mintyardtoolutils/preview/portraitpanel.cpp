@@ -23,6 +23,7 @@
 #include "filesystem/filesystem.h"
 #include "mintyardtoolutils/preview/animpreviewwidget.h"
 #include "mintyardtoolutils/preview/portraitcontrols.h"
+#include "mintyardtoolutils/preview/portraittext.h"
 #include "mintyardtoolutils/preview/summonseditor.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
 #include "toolframework/toolframework.h"
@@ -150,32 +151,6 @@ private:
 	CUtlVector<CToolSceneMaterialRef> m_Loaded;
 	QTimer m_Timer;
 };
-
-// ---------------------------------------------------------------------------------------------
-// Clipboard text
-
-CUtlString PortraitRecordToClipboardText(const CZarnPortraitRecord &record)
-{
-	KeyValues tree("portrait_copy_paste");
-	record.WriteKeys(&tree);
-	CUtlBuffer buffer;
-	tree.SaveToBuffer(buffer);
-	return CUtlString(buffer.View());
-}
-
-bool PortraitRecordFromClipboardText(const char *pszText, CZarnPortraitRecord &record)
-{
-	if (!pszText || strlen(pszText) < 2)
-		return false;
-	KeyValues tree("portrait_copy_paste");
-	if (!tree.LoadFromBuffer("portrait_copy_paste", pszText, strlen(pszText)))
-		return false;
-	// A portrait is a block of keys; a lone value ("some words") is no portrait.
-	if (!tree.GetFirstSubKey())
-		return false;
-	record.ReadKeys(&tree);
-	return true;
-}
 
 // ---------------------------------------------------------------------------------------------
 // The panel

@@ -14,6 +14,7 @@
 #include "core/utlstring.h"
 #include "core/utlvector.h"
 #include "mintyardtoolutils/preview/portraiteditormodel.h"
+#include "mintyardtoolutils/preview/portraittext.h"
 
 class CQAnimPreviewWidget;
 class CQColorSwatch;
@@ -41,10 +42,6 @@ struct ZarnPortraitBackgroundEntry_t
 // "GAME" path. Empty without "scripts/itemtest_manifest.txt".
 void BuildPortraitBackgroundList(CUtlVector<ZarnPortraitBackgroundEntry_t> &out);
 
-// The portrait's text form as the clipboard carries it, and back. Reading keeps the record as
-// it was and gives false when the text does not parse (or is shorter than two characters).
-CUtlString PortraitRecordToClipboardText(const CZarnPortraitRecord &record);
-bool PortraitRecordFromClipboardText(const char *pszText, CZarnPortraitRecord &record);
 
 class CQZarnPortraitEditorPanel : public QWidget, public IZarnPortraitEditorListener
 {
