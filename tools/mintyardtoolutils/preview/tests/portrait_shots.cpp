@@ -100,5 +100,6 @@ int main(int argc, char **argv)
 	int nResult = 0;
 	nResult |= ShootSession(game, "wearable_bramble_head", "portrait_wearable");
 	nResult |= ShootSession(game, "courier", "portrait_courier");
+	nResult |= ShootSession(game, "ward", "portrait_ward");
 	return nResult;
 }
