@@ -15,6 +15,7 @@
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
 #include "toolframework/toolservices.h"
+#include "toolframework/toolsystem.h"
 
 // ---------------------------------------------------------------------------------------------
 // CToolFrameworkService
@@ -36,7 +37,8 @@ IToolSystem2 *CToolFrameworkService::FindToolByName(const char *name)
 		if (V_stricmp(entry.m_Name.c_str(), name ? name : "") == 0)
 			return entry.m_pTool;
 	}
-	return nullptr;
+	// Then the tools that loaded libraries offer.
+	return FindLibraryTool(name);
 }
 
 void CToolFrameworkService::RegisterTool(const char *name, IToolSystem2 *tool)

@@ -1,8 +1,10 @@
 #include "toolframework/toolsystem.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "core/logging.h"
+#include "core/strtools.h"
 #include "filesystem/filesystem.h"
 #include "toolframework/toolframework.h"
 
@@ -137,4 +139,39 @@ void CBaseToolSystem2::AddShutdownFunction(std::function<void()> fn)
 {
 	if (fn)
 		m_ShutdownList.push_back(std::move(fn));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Tools registered by libraries
+
+namespace
+{
+// Made on first use, so that registrations of libraries initialised before this one find it.
+std::vector<CLibraryToolRegistration *> &LibraryTools()
+{
+	static std::vector<CLibraryToolRegistration *> s_Tools;
+	return s_Tools;
+}
+} // namespace
+
+CLibraryToolRegistration::CLibraryToolRegistration(const char *pszName, IToolSystem2 *pTool)
+	: m_pszName(pszName ? pszName : ""), m_pTool(pTool)
+{
+	LibraryTools().push_back(this);
+}
+
+CLibraryToolRegistration::~CLibraryToolRegistration()
+{
+	std::erase(LibraryTools(), this);
+}
+
+IToolSystem2 *FindLibraryTool(const char *pszName)
+{
+	const std::vector<CLibraryToolRegistration *> &tools = LibraryTools();
+	for (auto it = tools.rbegin(); it != tools.rend(); ++it)
+	{
+		if ((*it)->GetTool() && V_stricmp((*it)->GetName(), pszName ? pszName : "") == 0)
+			return (*it)->GetTool();
+	}
+	return nullptr;
 }

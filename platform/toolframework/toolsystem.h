@@ -80,3 +80,28 @@ private:
 	std::vector<std::function<void()>> m_ShutdownList;
 	bool m_bConnected = false;
 };
+
+// Tools that a library offers the registry when it loads: a static CLibraryToolRegistration
+// adds its tool to a list of the process under a name, and takes it out again when the library
+// unloads. No host starts these tools; other tools find them by name (the framework's
+// FindToolByName looks here after the tools registered with it), as the wizard finds the
+// portrait editor's icon maker.
+class CLibraryToolRegistration
+{
+public:
+	CLibraryToolRegistration(const char *pszName, IToolSystem2 *pTool);
+	~CLibraryToolRegistration();
+	CLibraryToolRegistration(const CLibraryToolRegistration &) = delete;
+	CLibraryToolRegistration &operator=(const CLibraryToolRegistration &) = delete;
+
+	const char *GetName() const { return m_pszName; }
+	IToolSystem2 *GetTool() const { return m_pTool; }
+
+private:
+	const char *m_pszName;
+	IToolSystem2 *m_pTool;
+};
+
+// The tool a library registered under the name (compared without case; the most recent
+// registration wins), or null.
+IToolSystem2 *FindLibraryTool(const char *pszName);

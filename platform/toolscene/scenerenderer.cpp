@@ -677,7 +677,10 @@ int CToolSceneRenderer::MaterialFlags(const CToolSceneMaterial *pMaterial, bool 
 	}
 	if (bHasTangents && pMaterial->GetNormalTexture() && GetTexture(pMaterial->GetNormalTexture()))
 		flags |= SHADER_FLAG_NORMAL_MAP;
-	if (pMaterial->GetTranslucencyTexture() && GetTexture(pMaterial->GetTranslucencyTexture()))
+	// A translucency mask that is the colour texture itself means that texture's alpha, which
+	// the colour sample carries already (its red channel would be the colour's).
+	const CToolSceneTexture *pTranslucency = pMaterial->GetTranslucencyTexture();
+	if (pTranslucency && pTranslucency != pMaterial->GetColorTexture() && GetTexture(pTranslucency))
 		flags |= SHADER_FLAG_TRANSLUCENCY;
 	if (pMaterial->IsAlphaTested())
 		flags |= SHADER_FLAG_ALPHA_TEST;
@@ -1114,6 +1117,43 @@ void CToolSceneRenderer::DrawLayer(const CToolScene &scene, const CToolSceneCame
 	DrawRawQuad(quad, m_nLayerTexture, true);
 }
 
+void CToolSceneRenderer::DrawUnderSceneLayers(const CToolScene &scene, const CToolSceneCamera &camera)
+{
+	QOpenGLFunctions_3_3_Core *gl = m_pGL;
+	bool bDrawn = false;
+	for (int n = 0; n < scene.GetNodeCount(); ++n)
+	{
+		const CToolSceneNode *pNode = scene.GetNode(n);
+		if (!pNode->IsVisible() || pNode->GetType() != TOOLSCENE_NODE_SCREEN_LAYER)
+			continue;
+		const CToolSceneNodeScreenLayer *pLayer = static_cast<const CToolSceneNodeScreenLayer *>(pNode);
+		IProceduralLayerRenderer *pLayerRenderer = pLayer->GetLayerRenderer();
+		if (!pLayer->IsDrawnUnderScene() || !pLayerRenderer)
+			continue;
+		ToolSceneLayerContext_t context;
+		context.m_pRenderer = this;
+		context.m_pGL = gl;
+		context.m_pScene = &scene;
+		context.m_pCamera = &camera;
+		context.m_pszLayerName = pLayer->GetLayerName().c_str();
+		context.m_nWidth = m_nWidth;
+		context.m_nHeight = m_nHeight;
+		context.m_nFramebuffer = m_nFramebuffer;
+		gl->glDisable(GL_DEPTH_TEST);
+		gl->glDepthMask(GL_FALSE);
+		pLayerRenderer->RenderLayer(context);
+		gl->glBindFramebuffer(GL_FRAMEBUFFER, m_nFramebuffer);
+		gl->glViewport(0, 0, m_nWidth, m_nHeight);
+		bDrawn = true;
+	}
+	if (!bDrawn)
+		return;
+	// Back to the state the 3D part of the frame starts from.
+	gl->glDepthMask(GL_TRUE);
+	gl->glDisable(GL_BLEND);
+	gl->glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_FALSE);
+}
+
 void CToolSceneRenderer::DrawScreenNodes(const CToolScene &scene, const CToolSceneCamera &camera)
 {
 	for (int n = 0; n < scene.GetNodeCount(); ++n)
@@ -1122,7 +1162,11 @@ void CToolSceneRenderer::DrawScreenNodes(const CToolScene &scene, const CToolSce
 		if (!pNode->IsVisible())
 			continue;
 		if (pNode->GetType() == TOOLSCENE_NODE_SCREEN_LAYER)
-			DrawLayer(scene, camera, *static_cast<const CToolSceneNodeScreenLayer *>(pNode));
+		{
+			const CToolSceneNodeScreenLayer *pLayer = static_cast<const CToolSceneNodeScreenLayer *>(pNode);
+			if (!pLayer->IsDrawnUnderScene())
+				DrawLayer(scene, camera, *pLayer);
+		}
 		else if (pNode->GetType() == TOOLSCENE_NODE_BITMAP_OVERLAY)
 			DrawBitmapOverlay(*static_cast<const CToolSceneBitmapOverlay *>(pNode));
 	}
@@ -1165,6 +1209,7 @@ void CToolSceneRenderer::Render(const CToolScene &scene, const CToolSceneCamera 
 	gl->glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
 	// The scene leaves the target's alpha at 1: what is drawn in 3D is opaque in the picture.
 	gl->glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_FALSE);
+	DrawUnderSceneLayers(scene, camera);
 	gl->glEnable(GL_DEPTH_TEST);
 	gl->glDepthFunc(GL_LESS);
 

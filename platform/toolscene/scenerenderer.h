@@ -3,7 +3,7 @@
 // context on first use and frees them when their assets or nodes are gone. Every call runs
 // with the context current.
 //
-// Order of a frame: clear; ground; opaque model draw calls, nearest node first (back faces
+// Order of a frame: clear; layers drawn under the scene; ground; opaque model draw calls, nearest node first (back faces
 // culled unless the material is two-sided); grid, frustums, lines and selection bounds;
 // triangle tints; translucent draw calls back to front; lines drawn on top; gizmos; then the
 // screen layers and bitmap overlays in the order of the scene's nodes.
@@ -87,6 +87,7 @@ private:
 	void DrawLineBatches(bool bDepthTest);
 	void DrawGround(const CToolScene &scene);
 	void DrawTints(const CToolScene &scene);
+	void DrawUnderSceneLayers(const CToolScene &scene, const CToolSceneCamera &camera);
 	void DrawScreenNodes(const CToolScene &scene, const CToolSceneCamera &camera);
 	// A quad of a texture (0: white) as it stands, times the vertices' colours.
 	void DrawRawQuad(const VGuiPaintSurfaceLayout vertices[4], uint nTexture, bool bPremultiplied);

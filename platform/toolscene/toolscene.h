@@ -340,6 +340,9 @@ protected:
 // A named layer drawn over the scene by a renderer (not owned). With the clear target taken,
 // the layer draws straight into the scene's colour target; otherwise it draws into a target of
 // its own, cleared to transparent, which is then blended over the scene.
+//
+// A layer drawn under the scene (a backdrop) draws straight into the scene's colour target
+// right after the clear, before anything in 3D; what the scene draws then covers it.
 class CToolSceneNodeScreenLayer : public CToolSceneNode
 {
 public:
@@ -350,11 +353,14 @@ public:
 	const CUtlString &GetLayerName() const { return m_LayerName; }
 	IProceduralLayerRenderer *GetLayerRenderer() const { return m_pRenderer; }
 	bool TakesClearTarget() const { return m_bTakeClearTarget; }
+	void SetDrawnUnderScene(bool bUnder) { m_bUnderScene = bUnder; }
+	bool IsDrawnUnderScene() const { return m_bUnderScene; }
 
 private:
 	CUtlString m_LayerName;
 	IProceduralLayerRenderer *m_pRenderer = nullptr;
 	bool m_bTakeClearTarget = true;
+	bool m_bUnderScene = false;
 };
 
 // A layer renderer that draws one full-screen quad with a material: the colour texture (or

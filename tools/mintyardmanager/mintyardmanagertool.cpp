@@ -17,6 +17,7 @@
 #include "filesystem/filesystem.h"
 #include "mintyardmanager/mainwindow.h"
 #include "mintyardmanager/resources.h"
+#include "mintyardtoolutils/preview/portraiteditor.h"
 #include "mintyardtoolutils/preview/previewpages.h"
 #include "toolframework/binaryproperties.h"
 #include "toolframework/interfacereg.h"
@@ -102,8 +103,9 @@ bool CMintyardManagerTool::InitTool(CreateInterfaceFn factory, uint8 toolIndex)
 	m_nGameMode = DetectMintyardToolMode(gameDirectory.c_str(), CommandLine()->HasParm("-quern_mintyard"), CommandLine()->HasParm("-mintyard_items"));
 	Log_Msg(LOG_MINTYARD_MANAGER, "Mintyard Manager: game directory \"%s\", mode %d\n", gameDirectory.c_str(), m_nGameMode);
 
-	// The wizard's pages that need the 3D scene.
+	// The wizard's pages that need the 3D scene: the preview (step 5) and the portrait (step 6).
 	RegisterImportPreviewEditorPage();
+	RegisterZarnPortraitEditorPage();
 	CMainWindow *window = new CMainWindow(this);
 
 	// A missing client shows later, when the browser finds no remote storage.

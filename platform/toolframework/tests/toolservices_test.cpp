@@ -31,6 +31,31 @@ TEST(ToolRegistry, ByNameWithoutCase)
 	EXPECT_EQ(framework.FindToolByName("portraitEditor"), &portrait);
 }
 
+TEST(ToolRegistry, ToolsThatLibrariesOfferAreFoundAfterTheRegisteredOnes)
+{
+	CToolFrameworkService framework(nullptr, {});
+	CNamedTool offered, registered, later;
+	EXPECT_EQ(FindLibraryTool("portraitEditor"), nullptr);
+	{
+		CLibraryToolRegistration registration("portraitEditor", &offered);
+		EXPECT_EQ(FindLibraryTool("PortraitEditor"), &offered);
+		EXPECT_EQ(framework.FindToolByName("portraiteditor"), &offered);
+		// A tool registered with the framework comes first.
+		framework.RegisterTool("portraitEditor", &registered);
+		EXPECT_EQ(framework.FindToolByName("portraitEditor"), &registered);
+		framework.UnregisterTool("portraitEditor");
+		// The most recent library registration wins; its end uncovers the earlier one.
+		{
+			CLibraryToolRegistration reloaded("portraitEditor", &later);
+			EXPECT_EQ(framework.FindToolByName("portraitEditor"), &later);
+		}
+		EXPECT_EQ(framework.FindToolByName("portraitEditor"), &offered);
+	}
+	// An unloaded library's tool is gone.
+	EXPECT_EQ(framework.FindToolByName("portraitEditor"), nullptr);
+	EXPECT_EQ(FindLibraryTool(nullptr), nullptr);
+}
+
 class CCountingListener : public IToolFrameListener
 {
 public:

@@ -555,6 +555,18 @@ TEST_F(ToolSceneRender, OverlayLayersAndBitmapsCoverTheScene)
 	EXPECT_TRUE(ColorNear(PixelAt(image, 0, 0), (CLEAR.r + green[0]) / 2, (CLEAR.g + green[1]) / 2, (CLEAR.b + green[2]) / 2, 2));
 	m_pScene->RemoveAllNodes();
 
+	// A layer drawn under the scene is a backdrop: the model covers it where it stands, and it
+	// takes the place of the clear colour around the model.
+	quad.SetOpacity(1.0f);
+	CToolSceneNodeScreenLayer *pBackdrop = m_pScene->CreateScreenLayer("backdrop", &quad, true);
+	pBackdrop->SetDrawnUnderScene(true);
+	m_pScene->CreateModelNode("models/red.zmdl");
+	image = Draw();
+	EXPECT_TRUE(ColorNear(PixelAt(image, WIDTH / 2, HEIGHT / 2), under.r, under.g, under.b, 0)) << "the model over the backdrop";
+	EXPECT_TRUE(ColorNear(PixelAt(image, 0, 0), green[0], green[1], green[2], 2)) << "the backdrop where the clear colour was";
+	EXPECT_EQ(qAlpha(image.pixel(0, 0)), 255);
+	m_pScene->RemoveAllNodes();
+
 	// A procedural renderer is called with its layer's name and the target's size.
 	CCountingLayer counting;
 	m_pScene->CreateScreenLayer("counted", &counting, true);

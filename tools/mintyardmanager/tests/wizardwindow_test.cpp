@@ -17,6 +17,8 @@
 #include "mintyardmanager/publishfiledialog.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/wizard/importdialog.h"
+#include "mintyardtoolutils/wizard/portraiticons.h"
+#include "mintyardtoolutils/wizard/wizardpage.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
 #include "testsupport/test_support.h"
 #include "toolinprocess.h"
@@ -178,3 +180,16 @@ TEST_F(WizardWindowTest, ClosingTheWindowClosesItsWizardsUnlessTheAuthorKeepsOne
 	QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 	EXPECT_FALSE(wizard);
 }
+
+TEST_F(WizardWindowTest, TheToolGivesTheWizardItsPortraitPageWhenItStarts)
+{
+	SetMintyardWizardPageFactory(MINTYARD_WIZARD_PAGE_PORTRAIT_EDITOR, nullptr);
+	ASSERT_EQ(nullptr, GetMintyardWizardPageFactory(MINTYARD_WIZARD_PAGE_PORTRAIT_EDITOR));
+	ASSERT_NE(nullptr, Start({ "-mintyard_items" }));
+	EXPECT_NE(nullptr, GetMintyardWizardPageFactory(MINTYARD_WIZARD_PAGE_PORTRAIT_EDITOR));
+	// The wizard's icon option finds the tool that draws the icons, with its interface.
+	IToolSystem2 *pIcons = g_pToolFramework->FindToolByName(MINTYARD_PORTRAIT_EDITOR_TOOL_NAME);
+	ASSERT_NE(nullptr, pIcons);
+	EXPECT_NE(nullptr, pIcons->QueryInterface(MINTYARD_PORTRAIT_ICONS_INTERFACE_VERSION));
+}
+

@@ -17,6 +17,8 @@ const MintyardCommand_t g_MintyardCommands[] = {
 	{ "unzip", "--game DIR ZIP", "load a submission zip, write it back as a session file and print its path", Command_Unzip },
 	{ "import", "--game DIR [--tokens] [--relaxed] SESSION", "import a session file: place, compile and check its files; exit code 1 on errors",
 		Command_Import },
+	{ "portrait", "--game DIR SESSION --out FILE.png [--size N] [--model N] [--transparent]",
+		"draw the icon of an imported session's model from its portrait block (needs a display; --help)", Command_Portrait },
 	{ "render", "--game DIR (--model COMPILED | --session SESSION [--index N]) --out FILE.png [--size WxH] [--sequence NAME] [--frame N] [--yaw DEG] [--pitch DEG] [--problems]",
 		"draw what the import preview shows into a PNG (needs a display: run it under xvfb-run on a console)", Command_Render },
 	{ nullptr, nullptr, nullptr, nullptr },

@@ -22,6 +22,7 @@ int Command_Validate(const CUtlVector<CUtlString> &args);
 int Command_Zip(const CUtlVector<CUtlString> &args);
 int Command_Unzip(const CUtlVector<CUtlString> &args);
 int Command_Import(const CUtlVector<CUtlString> &args);
+int Command_Portrait(const CUtlVector<CUtlString> &args);
 int Command_Render(const CUtlVector<CUtlString> &args);
 
 // Helpers shared by the subcommands.

@@ -13,6 +13,7 @@
 #include "imaging/imageload.h"
 #include "toolframework/convar.h"
 #include "mintyardtoolutils/core/cfgelementlists.h"
+#include "mintyardtoolutils/core/gamedata.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/core/templateaccess.h"
 
@@ -537,6 +538,12 @@ bool CMintyardCfg_ZarnMaterial::LoadFromKV3(const LoadContext &ctx, const KeyVal
 CMintyardCfg_BaseZarnModel::CMintyardCfg_BaseZarnModel(CMintyardCfgElementContainer *pParent, const CMintyardTemplate_BaseZarnModel *pTemplate)
 	: CMintyardCfgElementContainer(pParent, pTemplate)
 {
+	// A template may start the portrait from one the game has for a model of the kind.
+	if (pTemplate && !pTemplate->default_portrait_model.empty())
+	{
+		if (KeyValues *pPortrait = FindGamePortrait(pTemplate->default_portrait_model.c_str()))
+			m_PortraitRecord.ReadKeys(pPortrait);
+	}
 }
 
 CUtlString CMintyardCfg_BaseZarnModel::GetModelBasePath() const

@@ -8,6 +8,7 @@
 
 #include "core/keyvalues.h"
 #include "core/logging.h"
+#include "core/pathutils.h"
 #include "core/strtools.h"
 #include "filesystem/filesystem.h"
 #include "toolframework/localize.h"
@@ -22,6 +23,7 @@ const char *const HEROES_STAGING_FILE = "scripts/npc/npc_heroes_staging.txt";
 const char *const UNITS_FILE = "scripts/npc/npc_units.txt";
 const char *const MANIFEST_FILE = "scripts/itemtest_manifest.txt";
 const char *const ITEMS_GAME_FILE = "scripts/items/items_game.txt";
+const char *const PORTRAITS_FILE = "scripts/npc/portraits.txt";
 const char *const GAME_PATH_ID = "GAME";
 
 // A persona index above this is taken as a typing error rather than a list to allocate.
@@ -588,6 +590,40 @@ KeyValues *FindItemsGameEntry(int definitionIndex)
 	return nullptr;
 }
 
+namespace
+{
+ItemsGameState_t &Portraits()
+{
+	static ItemsGameState_t s_State;
+	return s_State;
+}
+} // namespace
+
+KeyValues *FindGamePortrait(const char *pszModelPath)
+{
+	if (!pszModelPath || !*pszModelPath)
+		return nullptr;
+	ItemsGameState_t &state = Portraits();
+	if (!state.bTried)
+	{
+		state.bTried = true;
+		std::unique_ptr<KeyValues> pFile = std::make_unique<KeyValues>("Portraits");
+		// A game without portraits of its own is no fault.
+		if (LoadScript(*pFile, PORTRAITS_FILE, true))
+			state.pFile = std::move(pFile);
+	}
+	if (!state.pFile)
+		return nullptr;
+	// Paths compare without case and with either slash.
+	const CUtlString wanted = V_NormalizePath(pszModelPath);
+	for (KeyValues *pEntry = state.pFile->GetFirstTrueSubKey(); pEntry; pEntry = pEntry->GetNextTrueSubKey())
+	{
+		if (V_StrEqualNoCase(V_NormalizePath(pEntry->GetName()), wanted))
+			return pEntry;
+	}
+	return nullptr;
+}
+
 KeyValues *FindHeroDefaultItem(const hero_t &hero, const char *pszSlotName)
 {
 	KeyValues *pItems = GetItemsGameItems();
@@ -637,6 +673,8 @@ bool ReloadGameData()
 	GameDataState().bTried = false;
 	ItemsGame().pFile.reset();
 	ItemsGame().bTried = false;
+	Portraits().pFile.reset();
+	Portraits().bTried = false;
 	return EnsureGameDataLoaded();
 }
 

@@ -229,6 +229,11 @@ bool LoadUnitData(GameUnitTable &table);
 KeyValues *FindItemsGameEntry(int definitionIndex);
 // The "items" block of items_game (null when the file failed to load).
 KeyValues *GetItemsGameItems();
+// The game's own portrait of a model, from "scripts/npc/portraits.txt": a block per model path
+// ("models/props/courier/courier.zmdl", compared without case) holding a portrait's text form,
+// as an item's `portraits` holds it. Null when the game has no portrait for the path (or no
+// such file). Read on the first call and kept.
+KeyValues *FindGamePortrait(const char *pszModelPath);
 // The hero's default item of a slot: the first item of items_game with the prefab "default_item",
 // the slot's name as `item_slot` (case ignored) and the hero among its `used_by_heroes`. Null
 // when there is none.

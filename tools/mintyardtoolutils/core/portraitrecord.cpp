@@ -97,6 +97,18 @@ void ReadStringMember(const KeyValues3 *pTable, const char *pszName, CUtlString 
 
 const char *const kBackgroundColorKeys[4] = { "PortraitBackgroundColor1", "PortraitBackgroundColor2", "PortraitBackgroundColor3",
 	"PortraitBackgroundColor4" };
+
+// The subkey of that exact name (any case), added when missing. A camera's name is a name, never
+// a path: FindKey would take "a/b" as two levels.
+KeyValues *FindOrAddChild(KeyValues *pParent, const char *pszName)
+{
+	for (KeyValues *pChild = pParent->GetFirstSubKey(); pChild; pChild = pChild->GetNextKey())
+	{
+		if (V_stricmp(pChild->GetName(), pszName) == 0)
+			return pChild;
+	}
+	return pParent->AddKey(pszName);
+}
 } // namespace
 
 CZarnPortraitRecord::CZarnPortraitRecord()
@@ -154,7 +166,7 @@ void CZarnPortraitRecord::WriteKeys(KeyValues *pKeys) const
 	KeyValues *pCameras = pKeys->FindKey("cameras", true);
 	for (const Camera_t &camera : m_Cameras)
 	{
-		KeyValues *pCamera = pCameras->FindKey(camera.m_Name.c_str(), true);
+		KeyValues *pCamera = FindOrAddChild(pCameras, camera.m_Name.c_str());
 		pCamera->SetString("PortraitPosition", VecText(camera.m_Position.Base()).c_str());
 		pCamera->SetString("PortraitAngles", VecText(camera.m_Angles.Base()).c_str());
 		pCamera->SetFloat("PortraitFOV", camera.m_flFOV);

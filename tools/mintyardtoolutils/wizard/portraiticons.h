@@ -8,10 +8,18 @@ class KeyValues;
 #define MINTYARD_PORTRAIT_ICONS_INTERFACE_VERSION "MintyardPortraitIcons001"
 #define MINTYARD_PORTRAIT_EDITOR_TOOL_NAME "portraitEditor"
 
+// Flags of GenerateIcons (the wizard passes none).
+enum EMintyardPortraitIconFlags
+{
+	// Icons without a background: alpha only where the model and the overlays are.
+	MINTYARD_PORTRAIT_ICONS_TRANSPARENT = 1 << 0,
+};
+
 class IMintyardPortraitIcons
 {
 public:
-	// Sets up the icons of the item: `pszKind` "mintyard", the item's keys, no flags (0).
+	// Sets up the icons of the item: `pszKind` "mintyard", the item's keys, flags of
+	// EMintyardPortraitIconFlags (0 for the icons the game shows).
 	virtual bool GenerateIcons(const char *pszKind, KeyValues *pItemKeys, int nFlags) = 0;
 	// Draws and writes the images set up.
 	virtual void FinishIcons() = 0;

@@ -145,3 +145,28 @@ TEST(PortraitRecord, SessionFormKeepsItsSubsetAndReportsMissingVectors)
 	partial.ReadSession(empty.Root(), quiet);
 	EXPECT_EQ(quiet.Count(), 0);
 }
+
+TEST(PortraitRecord, ACameraNameIsANameNotAPath)
+{
+	CZarnPortraitRecord record;
+	record.AddCamera("close/up").m_Position = Vector(1.0f, 2.0f, 3.0f);
+	KeyValues keys("portrait");
+	record.WriteKeys(&keys);
+	KeyValues *pCameras = keys.FindKey("cameras");
+	ASSERT_NE(pCameras, nullptr);
+	int nCameras = 0;
+	for (KeyValues *pCamera = pCameras->GetFirstSubKey(); pCamera; pCamera = pCamera->GetNextKey())
+		++nCameras;
+	EXPECT_EQ(nCameras, 2);
+	CZarnPortraitRecord reread;
+	reread.ReadKeys(&keys);
+	ASSERT_EQ(reread.m_Cameras.size(), 2u);
+	ASSERT_NE(reread.FindCamera("close/up"), nullptr);
+	EXPECT_EQ(reread.FindCamera("close/up")->m_Position, Vector(1.0f, 2.0f, 3.0f));
+	// Written again into the same keys, each camera keeps its one entry.
+	reread.WriteKeys(&keys);
+	nCameras = 0;
+	for (KeyValues *pCamera = pCameras->GetFirstSubKey(); pCamera; pCamera = pCamera->GetNextKey())
+		++nCameras;
+	EXPECT_EQ(nCameras, 2);
+}

@@ -106,6 +106,9 @@ public:
 		return false;
 	}
 
+	// One host frame: the framework's frame listeners (the scenes that draw every frame).
+	void RunFrames(float flFrameTime) { m_Host.RunFrameListeners(flFrameTime); }
+
 	bool m_bReady = false;
 
 private:
