@@ -479,6 +479,17 @@ std::string EntryEndingWith(const std::map<std::string, std::string> &entries, c
 	return std::string();
 }
 
+// The share of coloured pixels the driver saw in the middle of a view it looked at ("<label>
+// drawn WxH, middle N% coloured"), -1 when it did not look.
+int ColouredShare(const std::string &log, const std::string &label)
+{
+	const size_t at = log.find("\n" + label + " drawn ");
+	if (at == std::string::npos)
+		return -1;
+	const size_t middle = log.find("middle ", at);
+	return middle == std::string::npos ? -1 : std::atoi(log.c_str() + middle + 7);
+}
+
 std::string Names(const std::map<std::string, std::string> &entries)
 {
 	std::string out;
@@ -539,9 +550,9 @@ TEST_F(ToolRoad, AWearableIsImportedPublishedAndReUploadedWithAChangedTexture)
 	// The import compiled the wearable into the game's tree, and the wizard kept the session.
 	EXPECT_TRUE(Contains(m_Host.Log(), "import log Import took")) << m_Host.Log();
 	// The preview drew the model on its hero in the middle of its view.
-	const size_t drawn = m_Host.Log().find("middle ");
+	const size_t drawn = m_Host.Log().find("preview drawn");
 	ASSERT_NE(std::string::npos, drawn) << m_Host.Log();
-	EXPECT_GE(std::stoi(m_Host.Log().substr(drawn + 7)), 15) << m_Host.Log(); // the sky and the ground: none
+	EXPECT_GE(ColouredShare(m_Host.Log(), "preview"), 15) << m_Host.Log(); // the sky and the ground: none
 	EXPECT_TRUE(fs::exists(m_Temp.Path("road/briar_crown.session.txt"))) << m_Host.Log();
 	bool bCompiledModel = false;
 	for (const auto &entry : fs::recursive_directory_iterator(m_Temp.Path("game/zarn")))
@@ -569,6 +580,42 @@ TEST_F(ToolRoad, AWearableIsImportedPublishedAndReUploadedWithAChangedTexture)
 	EXPECT_EQ(0, m_Host.Finish()) << m_Host.Describe();
 	for (const char *shot : { "wearable inputs", "wearable log", "wearable submit", "wearable form", "wearable update form" })
 		EXPECT_TRUE(fs::exists(m_Temp.Path(std::string("road/shots/") + shot + ".png"))) << shot;
+	if (const char *keep = getenv("MINTYARD_ROAD_SHOTS"))
+		fs::copy(m_Temp.Path("road/shots"), keep, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+}
+
+// The wizard opened on the sample courier by -item_file: imported with the real compiler, the
+// courier seen in the preview and in its portrait (seeded from the game's portrait, then framed),
+// published from the zip, and the item's icons drawn into the game by the portrait tool.
+TEST_F(ToolRoad, ACourierOpenedFromItsSessionIsPreviewedFramedAndPublishedWithItsIcons)
+{
+	fs::copy(MINTYARD_SOURCE_DIR "/sample/content/zarn", m_Temp.Path("content/zarn"), fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+	for (const char *folder : { "sessions", "art" })
+		fs::copy(MINTYARD_SOURCE_DIR "/sample/" + std::string(folder), m_Temp.Path(std::string("road/") + folder), fs::copy_options::recursive);
+	ASSERT_TRUE(StartHost("courier", "", { "-mintyard_items", "-item_file", m_Temp.Path("road/sessions/courier.session.txt") }));
+	ASSERT_TRUE(m_Host.WaitFor("checkpoint published")) << m_Host.Describe();
+	const std::string log = m_Host.Log();
+	EXPECT_GE(ColouredShare(log, "preview"), 10) << log;
+	EXPECT_GE(ColouredShare(log, "portrait"), 0) << log;
+	EXPECT_GE(ColouredShare(log, "framed portrait"), 10) << log;
+
+	const std::vector<uint64_t> ids = ListedIds();
+	ASSERT_EQ(1u, ids.size());
+	const rapidjson::Document file = Get("/api/v1/files/" + std::to_string(ids[0]));
+	ASSERT_TRUE(file.IsObject());
+	EXPECT_STREQ("Sample Courier", file["title"].GetString());
+	std::map<std::string, std::string> entries;
+	ASSERT_NE(0u, SubmissionZip(file, "sample_courier", entries));
+	EXPECT_NE("", EntryEndingWith(entries, "mintyard_import_manifest.txt")) << Names(entries);
+	EXPECT_TRUE(ReadAll(m_Temp.Path("road/art/courier/courier_lod0.fbx")) == EntryEndingWith(entries, "/mesh_lod0.fbx") ||
+		ReadAll(m_Temp.Path("road/art/courier/courier_lod0.fbx")) == EntryEndingWith(entries, "lod0.fbx")) << Names(entries);
+	// The portrait tool drew the courier's icons into the game.
+	int nIcons = 0;
+	for (const auto &entry : fs::recursive_directory_iterator(m_Temp.Path("game/zarn/resource/flash3/images/econ")))
+		nIcons += entry.path().extension() == ".png" && entry.path().string().find("sample_courier") != std::string::npos;
+	EXPECT_GE(nIcons, 2) << "no icons of the courier under the game's econ images";
+	m_Host.Go("published");
+	EXPECT_EQ(0, m_Host.Finish()) << m_Host.Describe();
 	if (const char *keep = getenv("MINTYARD_ROAD_SHOTS"))
 		fs::copy(m_Temp.Path("road/shots"), keep, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
 }

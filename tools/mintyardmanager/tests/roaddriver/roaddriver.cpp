@@ -12,6 +12,8 @@
 //                         (a hero's wearable made of the art in <dir>/art, imported, previewed,
 //                         framed, published, then re-uploaded with a changed texture) or
 //                         "wearable_offline" (the same wearable sent to a service that went away)
+//                         or "courier" (the wizard opened on a courier session by -item_file:
+//                         imported, previewed, its portrait framed, published with its icons)
 //
 // Each step waits for what it needs, acts, and moves on; a step that cannot finish in 60 seconds
 // writes "FAILED <step>: <why>" and ends the host with exit code 3. At a "checkpoint" the driver
@@ -108,6 +110,8 @@ public:
 			BuildWearableScript();
 		else if (m_Script == "wearable_offline")
 			BuildWearableOfflineScript();
+		else if (m_Script == "courier")
+			BuildCourierScript();
 		else
 			Log("FAILED start: unknown script \"" + m_Script + "\"");
 		connect(&m_Timer, &QTimer::timeout, this, &CRoadDriver::Tick);
@@ -733,26 +737,30 @@ private:
 		});
 	}
 
-	// On the preview page, once its 3D view has drawn: how much of the view's middle (where the
-	// framed model stands) is coloured, in percent. The sky, the ground and the grid are grey; the
-	// model's textures are not.
-	void AddLookAtPreview(const QString &name)
+	// Once a 3D view of the wizard has drawn for a moment: how much of its middle (where a framed
+	// model stands) is coloured, in percent, logged as "<label> drawn WxH, middle N% coloured".
+	// The sky, the ground and the grid are grey; the models' textures are not. The view is the
+	// visible one of class `viewClass`, or the largest visible one.
+	void AddLookAtView(const QString &name, const QString &label, const char *viewClass = nullptr)
 	{
-		Add(name, [this](QString &why) {
+		Add(name, [this, label, viewClass](QString &why) {
 			QWidget *wizard = FindTopLevel("CQMintyardImportDialog");
-			QWidget *description = FindChildNamed<QWidget>(wizard, "mintyard_preview_description");
 			QOpenGLWidget *view = nullptr;
 			for (QOpenGLWidget *w : wizard ? wizard->findChildren<QOpenGLWidget *>() : QList<QOpenGLWidget *>())
-				if (w->isVisible())
+			{
+				if (!w->isVisible() || (viewClass && !w->inherits(viewClass)))
+					continue;
+				if (!view || w->width() * w->height() > view->width() * view->height())
 					view = w;
-			why = "no preview page with a 3D view";
-			if (!description || !description->isVisible() || !view)
+			}
+			why = "no visible 3D view for " + label;
+			if (!view || QApplication::activeModalWidget())
 				return false;
 			if (++m_nSteadyTicks < 25) // half a second of frames
 				return false;
 			m_nSteadyTicks = 0;
 			const QImage image = view->grabFramebuffer();
-			image.save(m_Dir + "/shots/preview view.png");
+			image.save(m_Dir + "/shots/" + label + " view.png");
 			int nColoured = 0, nTotal = 0;
 			for (int y = image.height() / 5; y < image.height() * 4 / 5; ++y)
 			{
@@ -762,7 +770,7 @@ private:
 					nColoured += qMax(qRed(c), qMax(qGreen(c), qBlue(c))) - qMin(qRed(c), qMin(qGreen(c), qBlue(c))) > 16;
 				}
 			}
-			Log(QString("preview drawn %1x%2, middle %3% coloured").arg(image.width()).arg(image.height()).arg(nTotal ? nColoured * 100 / nTotal : 0));
+			Log(QString("%1 drawn %2x%3, middle %4% coloured").arg(label).arg(image.width()).arg(image.height()).arg(nTotal ? nColoured * 100 / nTotal : 0));
 			return true;
 		});
 	}
@@ -796,7 +804,7 @@ private:
 		AddWizardLogSays("import succeeded", "Import successful!");
 		AddWizardShot("wearable log");
 		AddWizardClick("to the preview", "mintyard_next");
-		AddLookAtPreview("the preview");
+		AddLookAtView("the preview", "preview");
 		AddWizardNextUntil("to submit", "mintyard_submit_new", "wearable page");
 		AddWizardShot("wearable submit");
 		AddWizardClick("submit new", "mintyard_submit_new");
@@ -869,6 +877,40 @@ private:
 			return true;
 		});
 		AddCheckpoint("kept");
+		AddQuit();
+	}
+
+	// The wizard that -item_file opened on the sample courier: imported, its preview and its
+	// portrait looked at (the portrait framed with Frame), submitted with its icons drawn, published.
+	void BuildCourierScript()
+	{
+		AddWizardWaitFor("inputs", "mintyard_import_name");
+		AddWizardShot("courier inputs");
+		AddWizardClick("import", "mintyard_next");
+		AddWizardWaitFor("log", "mintyard_import_log");
+		AddWizardLogSays("import succeeded", "Import successful!");
+		AddWizardClick("to the preview", "mintyard_next");
+		AddLookAtView("the preview", "preview");
+		AddWizardShot("courier preview");
+		AddWizardClick("to the portrait", "mintyard_next");
+		AddLookAtView("the portrait", "portrait", "CQZarnPortraitViewer");
+		AddWizardClick("frame", QString(), "Frame");
+		AddLookAtView("the framed portrait", "framed portrait", "CQZarnPortraitViewer");
+		AddWizardShot("courier portrait");
+		AddWizardNextUntil("to submit", "mintyard_submit_new", "courier page");
+		AddWizardClick("submit new", "mintyard_submit_new");
+		AddWaitForForm("courier form");
+		AddType("type title", "mintyard_publish_title", "Sample Courier", false);
+		AddType("type description", "mintyard_publish_description", "A courier of the sample game.", false);
+		AddDropImage("drop preview", m_Dir + "/preview.png");
+		AddClick("public", "mintyard_publish_public");
+		AddClick("submit", "mintyard_publish_submit");
+		AddWaitForList("listed", 1, "Sample Courier");
+		Add("the wizard went", [](QString &why) {
+			why = "the wizard is still open";
+			return FindTopLevel("CQMintyardImportDialog") == nullptr;
+		});
+		AddCheckpoint("published");
 		AddQuit();
 	}
 
