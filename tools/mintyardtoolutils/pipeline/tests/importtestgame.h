@@ -14,7 +14,7 @@
 #include "mintyardtoolutils/core/mintyardtemplate.h"
 #include "mintyardtoolutils/pipeline/importdriver.h"
 #include "testsupport/test_support.h"
-#include "toolframework/toolframework.h"
+#include "testsupport/tool_host.h"
 
 class CImportTestGame
 {
@@ -27,20 +27,12 @@ public:
 		for (const char *folder : { "scripts", "resource" })
 			std::filesystem::copy(sample / folder, Game(folder), std::filesystem::copy_options::recursive, error);
 		std::filesystem::create_directories(Content(""), error);
-		ToolFrameworkConfig_t config;
-		config.m_GameDirectory = Game("");
-		config.m_SettingsFolder = m_Temp.Path("settings");
-		CUtlString message;
-		m_bReady = m_Host.Init(config, &message);
-		EXPECT_TRUE(m_bReady) << message;
-		m_pPreviousFileSystem = g_pFullFileSystem;
-		g_pFullFileSystem = m_Host.FileSystem();
+		m_bReady = m_Host.Start(Game(""), m_Temp.Path("settings"));
 		ReloadGameData();
 	}
 	~CImportTestGame()
 	{
 		m_Session.reset();
-		g_pFullFileSystem = m_pPreviousFileSystem;
 	}
 	CImportTestGame(const CImportTestGame &) = delete;
 	CImportTestGame &operator=(const CImportTestGame &) = delete;
@@ -95,8 +87,7 @@ public:
 
 private:
 	CTempDirectory m_Temp;
-	CToolFrameworkHost m_Host;
-	IFileSystem *m_pPreviousFileSystem = nullptr;
+	CTestToolHost m_Host;
 	std::unique_ptr<CMintyardTemplate> m_pTemplate;
 	std::unique_ptr<CMintyardImportSession> m_Session;
 };

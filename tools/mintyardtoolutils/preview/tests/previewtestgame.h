@@ -15,7 +15,7 @@
 #include "mintyardtoolutils/core/sessionfile.h"
 #include "mintyardtoolutils/pipeline/importdriver.h"
 #include "testsupport/test_support.h"
-#include "toolframework/toolframework.h"
+#include "testsupport/tool_host.h"
 #include "toolscene/sceneresources.h"
 
 class CPreviewTestGame
@@ -31,16 +31,7 @@ public:
 		std::filesystem::create_directories(m_Temp.Path("scratch"), error);
 		setenv("MINTYARD_SCRATCH_DIR", m_Temp.Path("scratch").c_str(), 1);
 
-		ToolFrameworkConfig_t config;
-		config.m_GameDirectory = Game("");
-		config.m_SettingsFolder = m_Temp.Path("settings");
-		CUtlString message;
-		m_bReady = m_Host.Init(config, &message);
-		EXPECT_TRUE(m_bReady) << message;
-		m_pPreviousFileSystem = g_pFullFileSystem;
-		m_pPreviousFramework = g_pToolFramework;
-		g_pFullFileSystem = m_Host.FileSystem();
-		g_pToolFramework = m_Host.Framework();
+		m_bReady = m_Host.Start(Game(""), m_Temp.Path("settings"));
 		ReloadGameData();
 		CToolSceneResources::Default().SetGameRoot(Game("").c_str());
 		CToolSceneResources::Default().Flush();
@@ -50,8 +41,6 @@ public:
 	{
 		CToolSceneResources::Default().Flush();
 		CToolSceneResources::Default().SetGameRoot("");
-		g_pFullFileSystem = m_pPreviousFileSystem;
-		g_pToolFramework = m_pPreviousFramework;
 		unsetenv("MINTYARD_SCRATCH_DIR");
 	}
 	CPreviewTestGame(const CPreviewTestGame &) = delete;
@@ -107,13 +96,11 @@ public:
 	}
 
 	// One host frame: the framework's frame listeners (the scenes that draw every frame).
-	void RunFrames(float flFrameTime) { m_Host.RunFrameListeners(flFrameTime); }
+	void RunFrames(float flFrameTime) { m_Host.Host().RunFrameListeners(flFrameTime); }
 
 	bool m_bReady = false;
 
 private:
 	CTempDirectory m_Temp;
-	CToolFrameworkHost m_Host;
-	IFileSystem *m_pPreviousFileSystem = nullptr;
-	IToolFramework *m_pPreviousFramework = nullptr;
+	CTestToolHost m_Host;
 };

@@ -19,7 +19,7 @@
 #include "mintyardtoolutils/core/gamedata.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
 #include "testsupport/test_support.h"
-#include "toolframework/toolframework.h"
+#include "testsupport/tool_host.h"
 
 class CWizardTestGame
 {
@@ -43,16 +43,7 @@ public:
 		std::filesystem::create_directories(m_Temp.Path("scratch"), error);
 		setenv("MINTYARD_SCRATCH_DIR", m_Temp.Path("scratch").c_str(), 1);
 
-		ToolFrameworkConfig_t config;
-		config.m_GameDirectory = Game("");
-		config.m_SettingsFolder = m_Temp.Path("settings");
-		CUtlString message;
-		m_bReady = m_Host.Init(config, &message);
-		EXPECT_TRUE(m_bReady) << message;
-		m_pPreviousFileSystem = g_pFullFileSystem;
-		m_pPreviousFramework = g_pToolFramework;
-		g_pFullFileSystem = m_Host.FileSystem();
-		g_pToolFramework = m_Host.Framework();
+		m_bReady = m_Host.Start(Game(""), m_Temp.Path("settings"));
 		ReloadGameData();
 
 		MintyardWizardMessageHook() = [this](QMessageBox::Icon icon, const QString &title, const QString &text, int, int) {
@@ -79,8 +70,6 @@ public:
 		QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 		MintyardWizardMessageHook() = nullptr;
 		MintyardWizardFileDialogHook() = nullptr;
-		g_pFullFileSystem = m_pPreviousFileSystem;
-		g_pToolFramework = m_pPreviousFramework;
 		unsetenv("MINTYARD_SCRATCH_DIR");
 	}
 	CWizardTestGame(const CWizardTestGame &) = delete;
@@ -127,7 +116,5 @@ public:
 
 private:
 	CTempDirectory m_Temp;
-	CToolFrameworkHost m_Host;
-	IFileSystem *m_pPreviousFileSystem = nullptr;
-	IToolFramework *m_pPreviousFramework = nullptr;
+	CTestToolHost m_Host;
 };
