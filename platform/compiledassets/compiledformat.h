@@ -378,7 +378,7 @@ public:
 	bool Open(const void *pData, size_t size, const char *pszName, uint32 magic, uint32 version, const char *pszKind,
 		const SectionSpec_t *pSpecs, int nSpecs, CUtlString *pError);
 
-	// The records of a section (all sections of the spec exist after a successful Open).
+	// The records of a section (every section the format lists exists after a successful Open).
 	template <typename T> const T *Records(uint32 id, uint32 &count) const
 	{
 		const SectionEntry_t *pEntry = Find(id);
