@@ -198,6 +198,8 @@ private:
 		AnswerFileDialogs();
 		if (m_nStep >= (int)m_Steps.size())
 		{
+			// The script is done and the host should be ending: every two seconds it does not, the
+			// windows that keep it are written down.
 			if (++m_nIdleTicks % 100 == 0)
 			{
 				QStringList open;
