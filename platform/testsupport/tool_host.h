@@ -1,11 +1,10 @@
-// The tool framework started on a game folder for a test: its file system and framework stand as
-// the process's globals while it lives, and the ones before come back when it goes. A target that
-// includes it links mintyard_toolframework and mintyard_filesystem.
+// The tool framework started on a game folder for a test, a benchmark or a picture program: its
+// file system and framework stand as the process's globals while it lives, and the ones before
+// come back when it goes. A target that includes it links mintyard_toolframework and
+// mintyard_filesystem.
 #pragma once
 
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "filesystem/filesystem.h"
 #include "toolframework/toolframework.h"
@@ -25,15 +24,16 @@ public:
 	CTestToolHost &operator=(const CTestToolHost &) = delete;
 
 	// Starts the framework on the game folder (which must exist) with its settings in
-	// settingsFolder; false, with a test failure saying why, when it does not start.
-	bool Start(const std::string &gameFolder, const std::string &settingsFolder)
+	// settingsFolder; false, with *pError saying why, when it does not start.
+	bool Start(const std::string &gameFolder, const std::string &settingsFolder, CUtlString *pError = nullptr)
 	{
 		ToolFrameworkConfig_t config;
 		config.m_GameDirectory = gameFolder;
 		config.m_SettingsFolder = settingsFolder;
 		CUtlString message;
 		const bool bReady = m_Host.Init(config, &message);
-		EXPECT_TRUE(bReady) << message;
+		if (pError)
+			*pError = message;
 		if (!m_bStarted)
 		{
 			m_pPreviousFileSystem = g_pFullFileSystem;

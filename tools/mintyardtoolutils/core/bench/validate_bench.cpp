@@ -18,6 +18,7 @@
 #include "imaging/imageload.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/core/sessionfile.h"
+#include "testsupport/tool_host.h"
 #include "toolframework/toolframework.h"
 
 namespace
@@ -108,7 +109,7 @@ int CountFileInputs(const CMintyardCfgElement *pElement)
 struct BenchState_t
 {
 	std::string m_Folder;
-	CToolFrameworkHost m_Host;
+	CTestToolHost m_Host;
 	std::unique_ptr<CMintyardImportSession> m_pSession;
 	std::string m_SessionPath;
 	int m_nFiles = 0;
@@ -162,13 +163,9 @@ struct BenchState_t
 		if (!mkdtemp(pattern))
 			return Fail("cannot make a temporary folder");
 		m_Folder = pattern;
-		ToolFrameworkConfig_t config;
-		config.m_GameDirectory = MINTYARD_SOURCE_DIR "/sample/game/zarn";
-		config.m_SettingsFolder = m_Folder + "/settings";
 		CUtlString error;
-		if (!m_Host.Init(config, &error))
-			return Fail(error);
-		g_pFullFileSystem = m_Host.FileSystem();
+		if (!m_Host.Start(MINTYARD_SOURCE_DIR "/sample/game/zarn", m_Folder + "/settings", &error))
+			return Fail(error.c_str());
 		int nBest = -1;
 		for (const auto &entry : std::filesystem::directory_iterator(MINTYARD_SOURCE_DIR "/sample/sessions"))
 		{
@@ -206,7 +203,6 @@ struct BenchState_t
 	~BenchState_t()
 	{
 		m_pSession.reset();
-		g_pFullFileSystem = nullptr;
 		std::error_code ignored;
 		if (!m_Folder.empty())
 			std::filesystem::remove_all(m_Folder, ignored);

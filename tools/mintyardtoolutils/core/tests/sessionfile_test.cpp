@@ -7,6 +7,7 @@
 #include "core/kv3text.h"
 #include "core/kv3transfer.h"
 #include "testsupport/test_support.h"
+#include "testsupport/tool_host.h"
 #include "elements_test_support.h"
 #include "mintyardtoolutils/core/importsession.h"
 #include "mintyardtoolutils/core/sessionfile.h"
@@ -58,18 +59,13 @@ protected:
 		ASSERT_TRUE(WriteFile(game + "/scripts/mintyard_import_templates/templates.txt",
 			"<!-- kv3 encoding:text:version{e21c7f3c-8a33-41c5-9977-a76d3a32aa0d} format:generic:version{7412167c-06e9-4698-aff2-e63eb59037e7} -->\n"
 			"{ templates = [ \"scripts/mintyard_import_templates/template_courier_test.txt\" ] }\n"));
-		ToolFrameworkConfig_t config;
-		config.m_GameDirectory = game;
-		config.m_SettingsFolder = m_Dir.Path("settings");
-		ASSERT_TRUE(m_Host.Init(config, &error)) << error;
-		g_pFullFileSystem = m_Host.FileSystem();
+		ASSERT_TRUE(m_Host.Start(game, m_Dir.Path("settings"), &error)) << error;
 		m_Scratch = m_Dir.Path("scratch");
 		setenv("MINTYARD_SCRATCH_DIR", m_Scratch.c_str(), 1);
 	}
 	void TearDown() override
 	{
 		unsetenv("MINTYARD_SCRATCH_DIR");
-		g_pFullFileSystem = nullptr;
 	}
 
 	// A session on the catalogue's template.
@@ -115,7 +111,7 @@ protected:
 	}
 
 	CTempDirectory m_Dir;
-	CToolFrameworkHost m_Host;
+	CTestToolHost m_Host;
 	std::unique_ptr<CMintyardTemplate> m_pTemplate;
 	std::string m_Scratch;
 };

@@ -27,7 +27,9 @@ public:
 		for (const char *folder : { "scripts", "resource" })
 			std::filesystem::copy(sample / folder, Game(folder), std::filesystem::copy_options::recursive, error);
 		std::filesystem::create_directories(Content(""), error);
-		m_bReady = m_Host.Start(Game(""), m_Temp.Path("settings"));
+		CUtlString message;
+		m_bReady = m_Host.Start(Game(""), m_Temp.Path("settings"), &message);
+		EXPECT_TRUE(m_bReady) << message;
 		ReloadGameData();
 	}
 	~CImportTestGame()

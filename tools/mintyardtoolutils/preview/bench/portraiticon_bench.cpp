@@ -20,6 +20,7 @@
 #include "filesystem/filesystem.h"
 #include "mintyardtoolutils/core/gamedata.h"
 #include "mintyardtoolutils/preview/portraiticonrender.h"
+#include "testsupport/tool_host.h"
 #include "toolframework/toolframework.h"
 #include "toolscene/sceneresources.h"
 
@@ -29,7 +30,7 @@ const char *const COURIER = "models/props/courier/courier.zmdl";
 
 struct Bench_t
 {
-	CToolFrameworkHost m_Host;
+	CTestToolHost m_Host;
 	CZarnPortraitRecord m_Record;
 	std::unique_ptr<CZarnPortraitIconRenderer> m_pRenderer;
 	bool m_bReady = false;
@@ -39,13 +40,9 @@ Bench_t *s_pBench = nullptr;
 bool MakeBench(const std::string &settings, CUtlString &error)
 {
 	s_pBench = new Bench_t;
-	ToolFrameworkConfig_t config;
-	config.m_GameDirectory = std::string(MINTYARD_SOURCE_DIR) + "/sample/game/zarn";
-	config.m_SettingsFolder = settings;
-	if (!s_pBench->m_Host.Init(config, &error))
+	const std::string game = std::string(MINTYARD_SOURCE_DIR) + "/sample/game/zarn";
+	if (!s_pBench->m_Host.Start(game, settings, &error))
 		return false;
-	g_pFullFileSystem = s_pBench->m_Host.FileSystem();
-	g_pToolFramework = s_pBench->m_Host.Framework();
 	ReloadGameData();
 	KeyValues *pPortrait = FindGamePortrait(COURIER);
 	if (!pPortrait)
@@ -54,7 +51,7 @@ bool MakeBench(const std::string &settings, CUtlString &error)
 		return false;
 	}
 	s_pBench->m_Record.ReadKeys(pPortrait);
-	CToolSceneResources::Default().SetGameRoot(config.m_GameDirectory.c_str());
+	CToolSceneResources::Default().SetGameRoot(game.c_str());
 	s_pBench->m_pRenderer = std::make_unique<CZarnPortraitIconRenderer>();
 	CImageRGBA8 first;
 	ZarnPortraitIconOptions_t options;

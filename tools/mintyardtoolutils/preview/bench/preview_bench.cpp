@@ -30,6 +30,7 @@
 #include "mintyardtoolutils/preview/previewmodelset.h"
 #include "mintyardtoolutils/preview/previewrender.h"
 #include "mintyardtoolutils/preview/previewscene.h"
+#include "testsupport/tool_host.h"
 #include "toolframework/toolframework.h"
 #include "toolscene/bench/barebench.h"
 #include "toolscene/sceneoffscreen.h"
@@ -46,7 +47,7 @@ const char *const HEAD = "models/heroes/bramble/bramble_head.zmdl";
 
 struct Bench_t
 {
-	CToolFrameworkHost m_Host;
+	CTestToolHost m_Host;
 	std::unique_ptr<CZarnPreviewModelSet> m_pSet;
 	std::unique_ptr<CZarnPreviewRenderer> m_pRenderer;
 	bool m_bReady = false;
@@ -57,20 +58,16 @@ std::map<std::string, double> s_Medians;
 bool MakeBench(const std::string &settings, CUtlString &error)
 {
 	s_pBench = new Bench_t;
-	ToolFrameworkConfig_t config;
-	config.m_GameDirectory = std::string(MINTYARD_SOURCE_DIR) + "/sample/game/zarn";
-	config.m_SettingsFolder = settings;
-	if (!s_pBench->m_Host.Init(config, &error))
+	const std::string game = std::string(MINTYARD_SOURCE_DIR) + "/sample/game/zarn";
+	if (!s_pBench->m_Host.Start(game, settings, &error))
 		return false;
-	g_pFullFileSystem = s_pBench->m_Host.FileSystem();
-	g_pToolFramework = s_pBench->m_Host.Framework();
 	ReloadGameData();
 	if (!EnsureGameDataLoaded())
 	{
 		error = "the sample game data does not load";
 		return false;
 	}
-	CToolSceneResources::Default().SetGameRoot(config.m_GameDirectory.c_str());
+	CToolSceneResources::Default().SetGameRoot(game.c_str());
 	const int nHero = GetHeroTable().FindHeroIndex(HERO);
 	const hero_t *pHero = nHero >= 0 ? GetHeroTable().GetHero(nHero) : nullptr;
 	if (!pHero)

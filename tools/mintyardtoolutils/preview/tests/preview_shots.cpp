@@ -23,6 +23,7 @@
 #include "mintyardtoolutils/wizard/importdialog.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
 #include "previewtestboxes.h"
+#include "testsupport/tool_host.h"
 #include "toolframework/toolframework.h"
 #include "toolscene/sceneresources.h"
 
@@ -107,19 +108,14 @@ int main(int argc, char **argv)
 	setenv("MINTYARD_SCRATCH_DIR", (root + "/scratch").c_str(), 1);
 	WriteTestBoxGame(root, TEST_BOX_OPEN);
 
-	CToolFrameworkHost host;
-	s_pHost = &host;
-	ToolFrameworkConfig_t config;
-	config.m_GameDirectory = root + "/game/zarn";
-	config.m_SettingsFolder = root + "/settings";
+	CTestToolHost host;
+	s_pHost = &host.Host();
 	CUtlString error;
-	if (!host.Init(config, &error))
+	if (!host.Start(root + "/game/zarn", root + "/settings", &error))
 	{
 		fprintf(stderr, "%s\n", error.c_str());
 		return 1;
 	}
-	g_pFullFileSystem = host.FileSystem();
-	g_pToolFramework = host.Framework();
 	ReloadGameData();
 	RegisterImportPreviewEditorPage();
 	MintyardWizardMessageHook() = [](QMessageBox::Icon, const QString &title, const QString &text, int, int) {
@@ -168,7 +164,5 @@ int main(int argc, char **argv)
 		delete pWizard;
 	}
 	CToolSceneResources::Default().Flush();
-	g_pFullFileSystem = nullptr;
-	g_pToolFramework = nullptr;
 	return 0;
 }

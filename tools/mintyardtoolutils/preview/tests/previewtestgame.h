@@ -31,7 +31,9 @@ public:
 		std::filesystem::create_directories(m_Temp.Path("scratch"), error);
 		setenv("MINTYARD_SCRATCH_DIR", m_Temp.Path("scratch").c_str(), 1);
 
-		m_bReady = m_Host.Start(Game(""), m_Temp.Path("settings"));
+		CUtlString message;
+		m_bReady = m_Host.Start(Game(""), m_Temp.Path("settings"), &message);
+		EXPECT_TRUE(m_bReady) << message;
 		ReloadGameData();
 		CToolSceneResources::Default().SetGameRoot(Game("").c_str());
 		CToolSceneResources::Default().Flush();

@@ -24,6 +24,7 @@
 #include "mintyardtoolutils/wizard/importdialog.h"
 #include "mintyardtoolutils/wizard/inputwidgets.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
+#include "testsupport/tool_host.h"
 #include "toolframework/toolframework.h"
 
 namespace
@@ -44,26 +45,18 @@ struct CBenchGame
 		fs::copy(sample / "zarn/scripts", m_Root + "/game/zarn/scripts", fs::copy_options::recursive, error);
 		fs::copy(sample / "core", m_Root + "/game/core", fs::copy_options::recursive, error);
 		fs::create_directories(m_Root + "/content/zarn", error);
-		ToolFrameworkConfig_t config;
-		config.m_GameDirectory = m_Root + "/game/zarn";
-		config.m_SettingsFolder = m_Root + "/settings";
-		CUtlString message;
-		m_bReady = m_Host.Init(config, &message);
-		g_pFullFileSystem = m_Host.FileSystem();
-		g_pToolFramework = m_Host.Framework();
+		m_bReady = m_Host.Start(m_Root + "/game/zarn", m_Root + "/settings");
 		ReloadGameData();
 		MintyardWizardMessageHook() = [](QMessageBox::Icon, const QString &, const QString &, int, int) { return (int)QMessageBox::No; };
 	}
 	~CBenchGame()
 	{
 		MintyardWizardMessageHook() = nullptr;
-		g_pFullFileSystem = nullptr;
-		g_pToolFramework = nullptr;
 		std::error_code ignored;
 		fs::remove_all(m_Root, ignored);
 	}
 	std::string m_Root;
-	CToolFrameworkHost m_Host;
+	CTestToolHost m_Host;
 	bool m_bReady = false;
 };
 

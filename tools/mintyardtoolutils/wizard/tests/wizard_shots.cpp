@@ -29,6 +29,7 @@
 #include "mintyardtoolutils/wizard/meshbudget.h"
 #include "mintyardtoolutils/wizard/typepickwidget.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
+#include "testsupport/tool_host.h"
 #include "toolframework/toolframework.h"
 
 namespace fs = std::filesystem;
@@ -135,18 +136,13 @@ int main(int argc, char **argv)
 	fs::copy(sample / "content", root + "/content", fs::copy_options::recursive);
 	setenv("MINTYARD_RESOURCECOMPILER", MINTYARD_BINARY_DIR "/bin/resourcecompiler", 0);
 	setenv("MINTYARD_SCRATCH_DIR", (root + "/scratch").c_str(), 1);
-	CToolFrameworkHost host;
-	ToolFrameworkConfig_t config;
-	config.m_GameDirectory = root + "/game/zarn";
-	config.m_SettingsFolder = root + "/settings";
+	CTestToolHost host;
 	CUtlString error;
-	if (!host.Init(config, &error))
+	if (!host.Start(root + "/game/zarn", root + "/settings", &error))
 	{
 		fprintf(stderr, "%s\n", error.c_str());
 		return 1;
 	}
-	g_pFullFileSystem = host.FileSystem();
-	g_pToolFramework = host.Framework();
 	ReloadGameData();
 	MintyardWizardMessageHook() = [](QMessageBox::Icon, const QString &title, const QString &text, int, int) {
 		printf("box: %s: %s\n", title.toUtf8().constData(), text.left(200).toUtf8().constData());
@@ -251,8 +247,6 @@ int main(int argc, char **argv)
 	delete pWizard;
 
 	MintyardWizardMessageHook() = nullptr;
-	g_pFullFileSystem = nullptr;
-	g_pToolFramework = nullptr;
 	std::error_code ignored;
 	fs::remove_all(root, ignored);
 	return 0;
