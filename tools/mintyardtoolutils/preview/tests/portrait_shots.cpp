@@ -20,32 +20,15 @@
 #include "mintyardtoolutils/preview/portraitpanel.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
 #include "previewtestgame.h"
+#include "testsupport/widget_shots.h"
 
 namespace
 {
 std::string s_Output;
 
-// Host frames for a while, as the tool's frame timer gives them.
-void Settle(CPreviewTestGame &game, int nMs = 400)
-{
-	QElapsedTimer timer;
-	timer.start();
-	while (timer.elapsed() < nMs)
-	{
-		game.RunFrames(0.016f);
-		QCoreApplication::processEvents(QEventLoop::AllEvents, 16);
-		QThread::msleep(16);
-	}
-}
-
 void Shot(CPreviewTestGame &game, QWidget *pWidget, const std::string &name)
 {
-	Settle(game);
-	const std::string path = s_Output + "/" + name + ".png";
-	if (!pWidget->grab().save(QString::fromStdString(path)))
-		fprintf(stderr, "cannot write %s\n", path.c_str());
-	else
-		printf("%s\n", path.c_str());
+	SaveWidgetShot(pWidget, s_Output, name, 400, [&game] { game.RunFrames(0.016f); });
 }
 
 int ShootSession(CPreviewTestGame &game, const char *pszSession, const char *pszName)

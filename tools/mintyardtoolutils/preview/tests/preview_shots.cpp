@@ -24,6 +24,7 @@
 #include "mintyardtoolutils/wizard/wizardutils.h"
 #include "previewtestboxes.h"
 #include "testsupport/tool_host.h"
+#include "testsupport/widget_shots.h"
 #include "toolframework/toolframework.h"
 #include "toolscene/sceneresources.h"
 
@@ -34,27 +35,15 @@ namespace
 std::string s_Output;
 CToolFrameworkHost *s_pHost = nullptr;
 
-void Settle(int nMs = 300)
+// The host's frames: the preview plays its animation from them.
+void HostFrame()
 {
-	QElapsedTimer timer;
-	timer.start();
-	while (timer.elapsed() < nMs)
-	{
-		// The host's frames: the preview plays its animation from them.
-		s_pHost->RunFrameListeners(0.016f);
-		QCoreApplication::processEvents(QEventLoop::AllEvents, 16);
-		QThread::msleep(16);
-	}
+	s_pHost->RunFrameListeners(0.016f);
 }
 
 void Shot(QWidget *pWidget, const std::string &name)
 {
-	Settle();
-	const std::string path = s_Output + "/" + name + ".png";
-	if (!pWidget->grab().save(QString::fromStdString(path)))
-		fprintf(stderr, "cannot write %s\n", path.c_str());
-	else
-		printf("%s\n", path.c_str());
+	SaveWidgetShot(pWidget, s_Output, name, 300, HostFrame);
 }
 
 // A wizard on a session, imported and on its preview page; null when it did not get there.

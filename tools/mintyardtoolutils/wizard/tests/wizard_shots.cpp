@@ -30,6 +30,7 @@
 #include "mintyardtoolutils/wizard/typepickwidget.h"
 #include "mintyardtoolutils/wizard/wizardutils.h"
 #include "testsupport/tool_host.h"
+#include "testsupport/widget_shots.h"
 #include "toolframework/toolframework.h"
 
 namespace fs = std::filesystem;
@@ -40,23 +41,12 @@ std::string s_Output;
 
 void Settle(int nMs = 150)
 {
-	QElapsedTimer timer;
-	timer.start();
-	while (timer.elapsed() < nMs)
-	{
-		QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-		QThread::msleep(5);
-	}
+	SettleWidgets(nMs);
 }
 
 void Shot(QWidget *pWidget, const char *pszName)
 {
-	Settle();
-	const std::string path = s_Output + "/" + pszName + ".png";
-	if (!pWidget->grab().save(QString::fromStdString(path)))
-		fprintf(stderr, "cannot write %s\n", path.c_str());
-	else
-		printf("%s\n", path.c_str());
+	SaveWidgetShot(pWidget, s_Output, pszName, 150);
 }
 
 // The whole input page, taller than the window shows.
