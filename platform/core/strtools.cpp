@@ -256,3 +256,47 @@ CUtlString V_DoubleToShortText(double value)
 	snprintf(buffer, sizeof(buffer), "%g", value);
 	return buffer;
 }
+
+namespace
+{
+bool IsBlankChar(char c)
+{
+	return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v';
+}
+
+std::string_view TrimBlanks(std::string_view text)
+{
+	while (!text.empty() && IsBlankChar(text.front()))
+		text.remove_prefix(1);
+	while (!text.empty() && IsBlankChar(text.back()))
+		text.remove_suffix(1);
+	return text;
+}
+} // namespace
+
+bool V_ParseInt(std::string_view text, int64 nMin, int64 nMax, int64 &out)
+{
+	text = TrimBlanks(text);
+	if (text.size() > 1 && text.front() == '+' && text[1] != '-')
+		text.remove_prefix(1);
+	int64 value = 0;
+	const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 10);
+	if (text.empty() || error != std::errc() || end != text.data() + text.size() || value < nMin || value > nMax)
+		return false;
+	out = value;
+	return true;
+}
+
+bool V_ParseDouble(std::string_view text, double flMaxMagnitude, double &out)
+{
+	text = TrimBlanks(text);
+	if (text.size() > 1 && text.front() == '+' && text[1] != '-')
+		text.remove_prefix(1);
+	double value = 0.0;
+	const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+	if (text.empty() || error != std::errc() || end != text.data() + text.size() || !std::isfinite(value) ||
+		std::fabs(value) > flMaxMagnitude)
+		return false;
+	out = value;
+	return true;
+}

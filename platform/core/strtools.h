@@ -61,5 +61,12 @@ void V_TextPosition(const char *begin, const char *at, int &line, int &column);
 enum { V_DOUBLE_TEXT_SIZE = 40 };
 int V_FormatDouble(double value, char *buffer, size_t bufferSize);
 
+// The whole of a text, blanks (spaces, tabs, line ends) around it aside, as a decimal integer within [nMin, nMax];
+// false (out unchanged) for an empty text, any other character, or a value out of the range.
+bool V_ParseInt(std::string_view text, int64 nMin, int64 nMax, int64 &out);
+// The whole of a text, blanks around it aside, as a finite number whose magnitude is at
+// most flMaxMagnitude; false (out unchanged) otherwise.
+bool V_ParseDouble(std::string_view text, double flMaxMagnitude, double &out);
+
 // printf "%g" of a double, the form used when a value is shown as text.
 CUtlString V_DoubleToShortText(double value);

@@ -84,9 +84,8 @@ bool ReadTextureSettings(CResourceCompiler &rc, const CompileRoots_t &roots, con
 	const char *maxres = kv.GetString("maxres", "");
 	if (*maxres)
 	{
-		char *end = nullptr;
-		const long value = strtol(maxres, &end, 10);
-		if (!end || *end || value < 0 || value > 1 << 20)
+		int64 value = 0;
+		if (!V_ParseInt(maxres, 0, 1 << 20, value))
 		{
 			rc.Log().Error(settingsName, 0, "\"maxres\" is \"%s\"; it takes a size in pixels (0 for no limit)", maxres);
 			return false;

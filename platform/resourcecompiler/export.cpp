@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "compiledassets/compiledassets.h"
+#include "core/strtools.h"
 #include "imaging/blockcompress.h"
 #include "imaging/imagewrite.h"
 #include "imaging/ycocg.h"
@@ -38,10 +39,10 @@ int ResourceCompiler_ExportCommand(int argc, char **argv)
 		{
 			if (i + 1 >= argc)
 				return ExportUsage("--mip needs a number");
-			char *end = nullptr;
-			mip = strtol(argv[++i], &end, 10);
-			if (!end || *end || mip < 0 || mip > 64)
+			int64 value = 0;
+			if (!V_ParseInt(argv[++i], 0, 64, value))
 				return ExportUsage("--mip takes a mip number from 0");
+			mip = (int)value;
 		}
 		else if (argv[i][0] == '-' && argv[i][1])
 			return ExportUsage("unknown option");

@@ -101,9 +101,8 @@ int main(int argc, char **argv)
 		}
 		else if (strcmp(argv[i], "--threads") == 0)
 		{
-			char *end = nullptr;
-			const long threads = i + 1 < argc ? strtol(argv[i + 1], &end, 10) : 0;
-			if (i + 1 >= argc || !end || *end || threads < 1 || threads > 64)
+			int64 threads = 0;
+			if (i + 1 >= argc || !V_ParseInt(argv[i + 1], 1, 64, threads))
 				return Usage("--threads takes a number from 1 to 64");
 			options.nThreads = (int)threads;
 			++i;

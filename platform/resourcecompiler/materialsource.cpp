@@ -105,17 +105,8 @@ private:
 
 bool ParseFloat(std::string_view text, float &value)
 {
-	const CUtlString copy(text);
-	const char *begin = copy.c_str();
-	while (IsBlank(*begin))
-		++begin;
-	if (!*begin)
-		return false;
-	char *end = nullptr;
-	const double parsed = strtod(begin, &end);
-	while (end && IsBlank(*end))
-		++end;
-	if (!end || *end || !std::isfinite(parsed) || std::fabs(parsed) > 3.0e38)
+	double parsed = 0.0;
+	if (!V_ParseDouble(text, 3.0e38, parsed))
 		return false;
 	value = (float)parsed;
 	return true;
@@ -123,18 +114,8 @@ bool ParseFloat(std::string_view text, float &value)
 
 bool ParseInt(std::string_view text, int32 &value)
 {
-	const CUtlString copy(text);
-	const char *begin = copy.c_str();
-	while (IsBlank(*begin))
-		++begin;
-	if (!*begin)
-		return false;
-	char *end = nullptr;
-	errno = 0;
-	const long long parsed = strtoll(begin, &end, 10);
-	while (end && IsBlank(*end))
-		++end;
-	if (!end || *end || errno == ERANGE || parsed < INT32_MIN || parsed > INT32_MAX)
+	int64 parsed = 0;
+	if (!V_ParseInt(text, INT32_MIN, INT32_MAX, parsed))
 		return false;
 	value = (int32)parsed;
 	return true;

@@ -44,11 +44,10 @@ void PrintPortraitHelp(FILE *out)
 
 bool ParseInt(const CUtlString &text, int &out)
 {
-	char *pEnd = nullptr;
-	const long nValue = strtol(text.c_str(), &pEnd, 10);
-	if (text.empty() || !pEnd || *pEnd != '\0' || nValue < -1000000 || nValue > 1000000)
+	int64 value = 0;
+	if (!V_ParseInt(text, -1000000, 1000000, value))
 		return false;
-	out = (int)nValue;
+	out = (int)value;
 	return true;
 }
 } // namespace

@@ -51,9 +51,8 @@ int UsageError(const char *pszMessage)
 
 bool ParseInt(const CUtlString &text, int &out)
 {
-	char *pEnd = nullptr;
-	const long value = strtol(text.c_str(), &pEnd, 10);
-	if (text.empty() || *pEnd || value < -1000000 || value > 1000000)
+	int64 value = 0;
+	if (!V_ParseInt(text, -1000000, 1000000, value))
 		return false;
 	out = (int)value;
 	return true;
@@ -61,11 +60,10 @@ bool ParseInt(const CUtlString &text, int &out)
 
 bool ParseFloat(const CUtlString &text, float &out)
 {
-	char *pEnd = nullptr;
-	const float value = strtof(text.c_str(), &pEnd);
-	if (text.empty() || *pEnd || !std::isfinite(value))
+	double value = 0.0;
+	if (!V_ParseDouble(text, 3.0e38, value))
 		return false;
-	out = value;
+	out = (float)value;
 	return true;
 }
 
