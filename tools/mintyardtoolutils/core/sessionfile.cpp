@@ -204,11 +204,19 @@ bool SaveSubmissionZip(const CMintyardImportSession &session, CUtlString &outPat
 	{
 		list.AddError("#ZARN_Mintyard_Err_ZipCannotCreate");
 		fclose(fp);
+		std::error_code ignored;
+		std::filesystem::remove(fullPath.c_str(), ignored);
 		return false;
 	}
+	// A zip that could not be made whole is not left behind.
 	auto Finish = [&](bool bResult) {
 		IZip::ReleaseZip(pZip);
 		fclose(fp);
+		if (!bResult)
+		{
+			std::error_code ignored;
+			std::filesystem::remove(fullPath.c_str(), ignored);
+		}
 		return bResult;
 	};
 

@@ -437,6 +437,10 @@ TEST_F(SessionFileTest, ZipWithoutTemplateOrWithBadFile)
 	ASSERT_EQ(list.Count(), 1);
 	EXPECT_EQ(list[0].Message(), "#ZARN_Mintyard_Err_AddToZip");
 	EXPECT_EQ(list[0].Arg(1), gone);
+	// No half-made zip is left behind in the scratch folder.
+	std::error_code error;
+	for (const auto &entry : std::filesystem::recursive_directory_iterator(m_Scratch, error))
+		EXPECT_NE(".zip", entry.path().extension().string()) << entry.path();
 }
 
 namespace
