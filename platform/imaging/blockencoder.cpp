@@ -216,31 +216,29 @@ __attribute__((always_inline)) inline bool FitQuantizedEndpoints(const ColorBloc
 			low[e] = pFloor[(int)flValue[e]];
 			high[e] = std::min(low[e] + 1, nMaxCode);
 		}
-		// Error of a pair up to a constant: sum over entries of v (n v - 2 S).
-		int nBestError = INT32_MAX;
+		// Error of a pair up to a constant: sum over entries of v (n v - 2 S). Chosen without
+		// branches: which pair wins is as good as random.
+		int nError[4];
 		for (int nPair = 0; nPair < 4; ++nPair)
 		{
-			const int a = (nPair & 1) ? high[0] : low[0];
-			const int b = (nPair & 2) ? high[1] : low[1];
-			const int A = pExpand[a], B = pExpand[b];
+			const int A = pExpand[(nPair & 1) ? high[0] : low[0]], B = pExpand[(nPair & 2) ? high[1] : low[1]];
 			const int value[4] = { A, B, (2 * A + B) / 3, (A + 2 * B) / 3 };
-			int nError = 0;
+			nError[nPair] = 0;
 			for (int k = 0; k < 4; ++k)
-				nError += value[k] * (count[k] * value[k] - 2 * sum[c][k]);
-			if (nError < nBestError)
-			{
-				nBestError = nError;
-				codes[0][c] = a;
-				codes[1][c] = b;
-			}
+				nError[nPair] += value[k] * (count[k] * value[k] - 2 * sum[c][k]);
 		}
+		int nBest = 0;
+		for (int nPair = 1; nPair < 4; ++nPair)
+			nBest = nError[nPair] < nError[nBest] ? nPair : nBest;
+		codes[0][c] = (nBest & 1) ? high[0] : low[0];
+		codes[1][c] = (nBest & 2) ? high[1] : low[1];
 	}
 	c0 = Pack565(codes[0][0], codes[0][1], codes[0][2]);
 	c1 = Pack565(codes[1][0], codes[1][1], codes[1][2]);
 	return true;
 }
 
-void WriteColorBlock(uint32 c0, uint32 c1, const int *pIndex, uint8 *pBlock)
+__attribute__((always_inline)) inline void WriteColorBlock(uint32 c0, uint32 c1, const int *pIndex, uint8 *pBlock)
 {
 	uint32 nIndices = 0;
 	for (int i = 0; i < 16; ++i)
@@ -317,24 +315,27 @@ __attribute__((target_clones("avx2", "default"))) void EncodeColorBlockImpl(cons
 		axis[0] = cov[1], axis[1] = cov[3], axis[2] = cov[4];
 	else
 		axis[0] = cov[2], axis[1] = cov[4], axis[2] = cov[5];
+	// Unnormalised: the covariance is at most about 1e6 per entry, so four steps stay far inside
+	// the float range, and only the direction matters.
 	for (int nIteration = 0; nIteration < 4; ++nIteration)
 	{
 		const float x = axis[0] * cov[0] + axis[1] * cov[1] + axis[2] * cov[2];
 		const float y = axis[0] * cov[1] + axis[1] * cov[3] + axis[2] * cov[4];
 		const float z = axis[0] * cov[2] + axis[1] * cov[4] + axis[2] * cov[5];
-		const float flMax = std::max(std::fabs(x), std::max(std::fabs(y), std::fabs(z)));
-		if (flMax < 1e-6f)
-			break;
-		const float flScale = 1.0f / flMax;
-		axis[0] = x * flScale;
-		axis[1] = y * flScale;
-		axis[2] = z * flScale;
+		axis[0] = x;
+		axis[1] = y;
+		axis[2] = z;
 	}
+	const float flMax = std::max(std::fabs(axis[0]), std::max(std::fabs(axis[1]), std::fabs(axis[2])));
+	const float flScale = flMax > 0.0f ? 1024.0f / flMax : 0.0f;
 
 	// The pixels at both ends of the axis are the first endpoints.
 	int axisScaled[3];
 	for (int c = 0; c < 3; ++c)
-		axisScaled[c] = (int)std::lround(axis[c] * 1024.0f);
+	{
+		const float flValue = axis[c] * flScale;
+		axisScaled[c] = (int)(flValue + (flValue >= 0.0f ? 0.5f : -0.5f));
+	}
 	int dot[16];
 	for (int i = 0; i < 16; ++i)
 		dot[i] = block.r[i] * axisScaled[0] + block.g[i] * axisScaled[1] + block.b[i] * axisScaled[2];
@@ -344,11 +345,13 @@ __attribute__((target_clones("avx2", "default"))) void EncodeColorBlockImpl(cons
 		nMinDot = std::min(nMinDot, dot[i]);
 		nMaxDot = std::max(nMaxDot, dot[i]);
 	}
-	int nMin = 0, nMax = 0;
-	while (dot[nMin] != nMinDot)
-		++nMin;
-	while (dot[nMax] != nMaxDot)
-		++nMax;
+	uint32 nMinMask = 0, nMaxMask = 0; // the first pixel of each extreme, found without a scan
+	for (int i = 0; i < 16; ++i)
+	{
+		nMinMask |= (uint32)(dot[i] == nMinDot) << i;
+		nMaxMask |= (uint32)(dot[i] == nMaxDot) << i;
+	}
+	const int nMin = __builtin_ctz(nMinMask), nMax = __builtin_ctz(nMaxMask);
 	uint32 nBestC0 = Pack565(tables.quantize5[block.r[nMax]], tables.quantize6[block.g[nMax]], tables.quantize5[block.b[nMax]]);
 	uint32 nBestC1 = Pack565(tables.quantize5[block.r[nMin]], tables.quantize6[block.g[nMin]], tables.quantize5[block.b[nMin]]);
 	int bestIndex[16];
@@ -372,7 +375,7 @@ __attribute__((target_clones("avx2", "default"))) void EncodeColorBlockImpl(cons
 }
 
 // The eight alpha values of a block's palette, as the decoder forms them.
-void AlphaPalette(int a0, int a1, int *pPalette)
+__attribute__((always_inline)) inline void AlphaPalette(int a0, int a1, int *pPalette)
 {
 	pPalette[0] = a0;
 	pPalette[1] = a1;
@@ -390,67 +393,63 @@ void AlphaPalette(int a0, int a1, int *pPalette)
 	}
 }
 
-__attribute__((always_inline)) inline uint32 EvaluateAlpha(const int *pAlpha, int a0, int a1, uint8 *pIndices)
+// Nearest palette entry by absolute difference, which picks the same entry as the squared
+// difference; kept in bytes so that the sixteen pixels of a block fill one vector register.
+__attribute__((always_inline)) inline uint32 EvaluateAlpha(const uint8 *pAlpha, int a0, int a1, uint8 *pIndices)
 {
 	int palette[8];
 	AlphaPalette(a0, a1, palette);
-	int best[16], index[16];
+	uint8 best[16], index[16];
 	for (int i = 0; i < 16; ++i)
 	{
-		const int d = pAlpha[i] - palette[0];
-		best[i] = d * d;
+		const uint8 p = (uint8)palette[0];
+		best[i] = pAlpha[i] > p ? (uint8)(pAlpha[i] - p) : (uint8)(p - pAlpha[i]);
 		index[i] = 0;
 	}
 	for (int k = 1; k < 8; ++k)
 	{
+		const uint8 p = (uint8)palette[k];
 		for (int i = 0; i < 16; ++i)
 		{
-			const int d = pAlpha[i] - palette[k];
-			const int e = d * d;
-			const bool bCloser = e < best[i];
-			best[i] = bCloser ? e : best[i];
-			index[i] = bCloser ? k : index[i];
+			const uint8 d = pAlpha[i] > p ? (uint8)(pAlpha[i] - p) : (uint8)(p - pAlpha[i]);
+			const bool bCloser = d < best[i];
+			best[i] = bCloser ? d : best[i];
+			index[i] = bCloser ? (uint8)k : index[i];
 		}
 	}
 	uint32 nError = 0;
 	for (int i = 0; i < 16; ++i)
-	{
-		nError += (uint32)best[i];
-		pIndices[i] = (uint8)index[i];
-	}
+		nError += (uint32)best[i] * best[i];
+	memcpy(pIndices, index, 16);
 	return nError;
 }
 
 // Least-squares endpoints for fixed indices of one mode; false when they are not determined.
-__attribute__((always_inline)) inline bool FitAlphaEndpoints(const int *pAlpha, const uint8 *pIndices, bool bEightValues, int &a0, int &a1)
+__attribute__((always_inline)) inline bool FitAlphaEndpoints(const uint8 *pAlpha, const uint8 *pIndices, bool bEightValues, int &a0, int &a1)
 {
+	// Weight of the first endpoint per palette entry; the six-value mode's explicit 0 and 255
+	// do not depend on the endpoints and take no part.
+	static const float s_Weight[2][8] = { { 1.0f, 0.0f, 4.0f / 5.0f, 3.0f / 5.0f, 2.0f / 5.0f, 1.0f / 5.0f, 0.0f, 0.0f },
+		{ 1.0f, 0.0f, 6.0f / 7.0f, 5.0f / 7.0f, 4.0f / 7.0f, 3.0f / 7.0f, 2.0f / 7.0f, 1.0f / 7.0f } };
+	static const float s_Takes[2][8] = { { 1, 1, 1, 1, 1, 1, 0, 0 }, { 1, 1, 1, 1, 1, 1, 1, 1 } };
+	const float *pWeight = s_Weight[bEightValues], *pTakes = s_Takes[bEightValues];
 	float aa = 0, bb = 0, ab = 0, ax = 0, bx = 0;
 	for (int i = 0; i < 16; ++i)
 	{
-		const int k = pIndices[i];
-		float w;
-		if (k == 0)
-			w = 1.0f;
-		else if (k == 1)
-			w = 0.0f;
-		else if (bEightValues)
-			w = (float)(8 - k) / 7.0f;
-		else if (k <= 5)
-			w = (float)(6 - k) / 5.0f;
-		else
-			continue; // the explicit 0 and 255 do not depend on the endpoints
-		const float v = 1.0f - w;
+		const float w = pWeight[pIndices[i]], t = pTakes[pIndices[i]];
+		const float v = t - w;
+		const float x = (float)pAlpha[i] * t;
 		aa += w * w;
 		bb += v * v;
 		ab += w * v;
-		ax += w * (float)pAlpha[i];
-		bx += v * (float)pAlpha[i];
+		ax += w * x;
+		bx += v * x;
 	}
 	const float flDet = aa * bb - ab * ab;
 	if (std::fabs(flDet) < 1e-6f)
 		return false;
-	a0 = (int)std::lround(std::clamp((ax * bb - bx * ab) / flDet, 0.0f, 255.0f));
-	a1 = (int)std::lround(std::clamp((bx * aa - ax * ab) / flDet, 0.0f, 255.0f));
+	a0 = (int)(std::clamp((ax * bb - bx * ab) / flDet, 0.0f, 255.0f) + 0.5f);
+	a1 = (int)(std::clamp((bx * aa - ax * ab) / flDet, 0.0f, 255.0f) + 0.5f);
 	return true;
 }
 
@@ -462,7 +461,7 @@ struct AlphaFit_t
 };
 
 // Best endpoints of one mode, starting from the range of the values that the mode interpolates.
-__attribute__((always_inline)) inline void FitAlphaMode(const int *pAlpha, int nLow, int nHigh, bool bEightValues, AlphaFit_t &fit)
+__attribute__((always_inline)) inline void FitAlphaMode(const uint8 *pAlpha, int nLow, int nHigh, bool bEightValues, AlphaFit_t &fit)
 {
 	// Eight values: first above second. Six values: first at most second.
 	auto order = [bEightValues](int &a0, int &a1) {
@@ -526,18 +525,18 @@ __attribute__((always_inline)) inline void FitAlphaMode(const int *pAlpha, int n
 }
 __attribute__((target_clones("avx2", "default"))) void EncodeAlphaBlockImpl(const uint8 *pPixels, uint8 *pBlock)
 {
-	int alpha[16];
+	uint8 alpha[16];
 	int nMin = 255, nMax = 0;
 	int nInnerMin = 255, nInnerMax = 0; // without the values 0 and 255
 	for (int i = 0; i < 16; ++i)
 	{
 		alpha[i] = pPixels[i * 4 + 3];
-		nMin = std::min(nMin, alpha[i]);
-		nMax = std::max(nMax, alpha[i]);
+		nMin = std::min(nMin, (int)alpha[i]);
+		nMax = std::max(nMax, (int)alpha[i]);
 		if (alpha[i] != 0 && alpha[i] != 255)
 		{
-			nInnerMin = std::min(nInnerMin, alpha[i]);
-			nInnerMax = std::max(nInnerMax, alpha[i]);
+			nInnerMin = std::min(nInnerMin, (int)alpha[i]);
+			nInnerMax = std::max(nInnerMax, (int)alpha[i]);
 		}
 	}
 	AlphaFit_t best;
