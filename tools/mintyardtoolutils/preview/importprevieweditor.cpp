@@ -44,6 +44,9 @@ const int RIGHT_COLUMN_WIDTH = 320;
 // short of room.
 void KeepWholeText(QLabel *pLabel)
 {
+	// A label's height for a width is never below its minimum height: clear the minimum that the
+	// previous text set, or a shorter text keeps the longer one's height.
+	pLabel->setMinimumHeight(0);
 	pLabel->setMinimumHeight(pLabel->heightForWidth(RIGHT_COLUMN_WIDTH - 8));
 }
 

@@ -104,6 +104,14 @@ TEST_F(PreviewEditorTest, IsTheWizardsPreviewPageOnceRegistered)
 TEST_F(PreviewEditorTest, ClicksPickAttachmentMarkersAndEmptySpaceEndsTheEdit)
 {
 	ASSERT_NO_FATAL_FAILURE(Open("courier"));
+	// The courier's shorter description does not keep the room of the longer default text.
+	QLabel *pDescription = m_pEditor->findChild<QLabel *>("mintyard_preview_description");
+	ASSERT_NE(pDescription, nullptr);
+	QCoreApplication::processEvents();
+	const QFontMetrics metrics = pDescription->fontMetrics();
+	const int nTextHeight = metrics.boundingRect(QRect(0, 0, pDescription->width(), 10000), Qt::TextWordWrap, pDescription->text()).height();
+	EXPECT_GE(pDescription->height(), nTextHeight);
+	EXPECT_LT(pDescription->height(), nTextHeight + metrics.lineSpacing()) << pDescription->text().toStdString();
 	CQImportPreviewEditor &editor = *m_pEditor;
 	ASSERT_EQ(editor.Attachments().size(), 2u);
 	EXPECT_TRUE(editor.EditOffsetButton()->isEnabled());
