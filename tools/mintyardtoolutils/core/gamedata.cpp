@@ -446,16 +446,17 @@ hero_t *HeroTable::FindHeroByTags(int nTagCount, const char *const *ppTags) cons
 // ---------------------------------------------------------------------------------------------
 // Loaders
 
-bool LoadHeroData(HeroTable &table)
+bool LoadHeroData(HeroTable &table, KeyValues *pHeroScripts)
 {
 	table.Clear();
 	s_LastError.clear();
 
-	KeyValues heroes("ZARNHeroes");
-	if (!LoadHeroScripts(heroes))
+	KeyValues loaded("ZARNHeroes");
+	pHeroScripts = pHeroScripts ? pHeroScripts : LoadHeroScripts(loaded) ? &loaded : nullptr;
+	if (!pHeroScripts)
 		return false;
 
-	for (KeyValues *pBlock = heroes.GetFirstTrueSubKey(); pBlock; pBlock = pBlock->GetNextTrueSubKey())
+	for (KeyValues *pBlock = pHeroScripts->GetFirstTrueSubKey(); pBlock; pBlock = pBlock->GetNextTrueSubKey())
 	{
 		const char *name = pBlock->GetName();
 		if (IsVersionKey(name) || V_stricmp(name, "npc_zarn_hero_base") == 0)
@@ -526,7 +527,7 @@ bool LoadHeroData(HeroTable &table)
 	return true;
 }
 
-bool LoadUnitData(GameUnitTable &table)
+bool LoadUnitData(GameUnitTable &table, KeyValues *pHeroScripts)
 {
 	table.Clear();
 	s_LastError.clear();
@@ -545,10 +546,11 @@ bool LoadUnitData(GameUnitTable &table)
 		pUnit->wearable = pBlock->GetInt("wearable", -1);
 	}
 
-	KeyValues heroes("ZARNHeroes");
-	if (!LoadHeroScripts(heroes))
+	KeyValues loaded("ZARNHeroes");
+	pHeroScripts = pHeroScripts ? pHeroScripts : LoadHeroScripts(loaded) ? &loaded : nullptr;
+	if (!pHeroScripts)
 		return false;
-	for (KeyValues *pBlock = heroes.GetFirstTrueSubKey(); pBlock; pBlock = pBlock->GetNextTrueSubKey())
+	for (KeyValues *pBlock = pHeroScripts->GetFirstTrueSubKey(); pBlock; pBlock = pBlock->GetNextTrueSubKey())
 	{
 		const char *name = pBlock->GetName();
 		if (IsVersionKey(name) || V_stricmp(name, "npc_zarn_hero_base") == 0)
@@ -658,11 +660,23 @@ bool EnsureGameDataLoaded()
 	if (!state.bTried)
 	{
 		state.bTried = true;
-		const bool bHeroes = LoadHeroData(GetHeroTable());
-		const CUtlString heroError = s_LastError;
-		const bool bUnits = LoadUnitData(GetGameUnitTable());
-		if (!heroError.empty())
-			s_LastError = heroError;
+		// The hero scripts are read once for both tables, so a broken file is reported once.
+		s_LastError.clear();
+		KeyValues heroScripts("ZARNHeroes");
+		bool bHeroes = false, bUnits = false;
+		if (LoadHeroScripts(heroScripts))
+		{
+			bHeroes = LoadHeroData(GetHeroTable(), &heroScripts);
+			const CUtlString heroError = s_LastError;
+			bUnits = LoadUnitData(GetGameUnitTable(), &heroScripts);
+			if (!heroError.empty())
+				s_LastError = heroError;
+		}
+		else
+		{
+			GetHeroTable().Clear();
+			GetGameUnitTable().Clear();
+		}
 		state.bLoaded = bHeroes && bUnits;
 	}
 	return state.bLoaded;

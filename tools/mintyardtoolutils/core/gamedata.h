@@ -220,10 +220,12 @@ public:
 
 // Heroes from "scripts/npc/npc_heroes.txt" (with "scripts/npc/npc_heroes_staging.txt" merged
 // over it when present) and "scripts/itemtest_manifest.txt". False when the hero file or the
-// manifest cannot be read, or the manifest lacks "classes" or "zmt_templates".
-bool LoadHeroData(HeroTable &table);
-// Units from "scripts/npc/npc_units.txt", then every hero as a unit too.
-bool LoadUnitData(GameUnitTable &table);
+// manifest cannot be read, or the manifest lacks "classes" or "zmt_templates". pHeroScripts, when
+// given, stands for the hero files already read.
+bool LoadHeroData(HeroTable &table, KeyValues *pHeroScripts = nullptr);
+// Units from "scripts/npc/npc_units.txt", then every hero as a unit too (from pHeroScripts when
+// given).
+bool LoadUnitData(GameUnitTable &table, KeyValues *pHeroScripts = nullptr);
 // The subkey of "items" in "scripts/items/items_game.txt" whose name is the index. The file is
 // read on the first call (a failed read is not retried) and stays loaded.
 KeyValues *FindItemsGameEntry(int definitionIndex);

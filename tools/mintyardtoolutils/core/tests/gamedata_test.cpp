@@ -392,4 +392,17 @@ TEST(GameData, BrokenFilesGiveClearMessages)
 		CCaptureLog log;
 		EXPECT_FALSE(LoadUnitData(units));
 	}
+
+	// Loading the game data reads the broken hero file once for heroes and units, and says so once;
+	// the tables of the last good load are emptied.
+	{
+		CCaptureLog log;
+		EXPECT_FALSE(ReloadGameData());
+		const size_t nFirst = log.m_Text.find("npc_heroes.txt(");
+		ASSERT_NE(nFirst, std::string::npos) << log.m_Text;
+		EXPECT_EQ(log.m_Text.find("npc_heroes.txt(", nFirst + 1), std::string::npos) << log.m_Text;
+		EXPECT_NE(GetGameDataLastError().find("npc_heroes.txt("), CUtlString::npos) << GetGameDataLastError();
+		EXPECT_EQ(GetHeroTable().Count(), 0);
+		EXPECT_EQ(GetGameUnitTable().FindUnit("npc_zarn_hero_alpha"), nullptr);
+	}
 }
