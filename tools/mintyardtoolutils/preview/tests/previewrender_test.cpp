@@ -24,6 +24,7 @@ struct PixelCounts_t
 	int m_nOther = 0;
 	int m_nGreen = 0;  // clearly green (the hero's tunic; the grid's Y axis is green too)
 	int m_nOrange = 0; // clearly orange-brown (the courier's coat)
+	int m_nReddish = 0; // red over green and blue by far: the red edges and the faces tinted red
 };
 
 bool IsRed(QRgb pixel)
@@ -57,6 +58,8 @@ PixelCounts_t CountPixels(const QImage &image, double x0, double y0, double x1, 
 				++counts.m_nGreen;
 			if (r > g + 30 && g > b && r > 90)
 				++counts.m_nOrange;
+			if (r > g + 70 && r > b + 70)
+				++counts.m_nReddish;
 		}
 	}
 	return counts;
@@ -184,6 +187,39 @@ TEST_F(PreviewRenderTest, ProblemsOfAMeshWithABorderAreRed)
 	ASSERT_EQ(third.exitCode, 0) << third.output;
 	EXPECT_NE(third.output.find("0 border edges, 0 non-manifold edges, 0 flipped faces"), std::string::npos) << third.output;
 	EXPECT_EQ(CountPixels(Load(closed), 0, 0, 1, 1).m_nRed, 0);
+}
+
+TEST_F(PreviewRenderTest, AFlippedFaceIsTintedAndAFinsEdgesAreRed)
+{
+	// The front face wound the other way: the check stops at the first pair of neighbours that
+	// disagree and reports both, and they are tinted red. Without --problems the front face is
+	// culled, as the game would, and the upper left of the picture (above the grid's red axis)
+	// shows the grid through it; with them, the tinted face.
+	WriteTestBoxModel(m_Game.Content(""), "flipped_box", TEST_BOX_FLIPPED);
+	ASSERT_EQ(RunCommand(std::string(MINTYARD_BINARY_DIR) + "/bin/resourcecompiler " + m_Game.Content("models/tests/flipped_box.zmdl")).exitCode, 0);
+	const std::string plain = m_Game.Root("out/flipped.png"), problems = m_Game.Root("out/flipped_problems.png");
+	const CommandResult_t first = Render("--model models/tests/flipped_box.zmdl_c --size 320x240 --out " + plain);
+	ASSERT_EQ(first.exitCode, 0) << first.output;
+	const CommandResult_t second = Render("--model models/tests/flipped_box.zmdl_c --size 320x240 --problems --out " + problems);
+	ASSERT_EQ(second.exitCode, 0) << second.output;
+	EXPECT_NE(second.output.find("0 border edges, 0 non-manifold edges, 2 flipped faces"), std::string::npos) << second.output;
+	EXPECT_EQ(CountPixels(Load(plain), 0.25, 0.25, 0.45, 0.45).m_nReddish, 0);
+	const PixelCounts_t front = CountPixels(Load(problems), 0.25, 0.25, 0.45, 0.45);
+	EXPECT_GT(front.m_nReddish, front.m_nOther * 9 / 10) << "the front face is not tinted";
+
+	// A fin on an edge of the front face: the edge it shares is non-manifold, its own two edges
+	// are borders, all three drawn red; the front face beside the fin stays untinted.
+	WriteTestBoxModel(m_Game.Content(""), "fin_box", TEST_BOX_FIN);
+	ASSERT_EQ(RunCommand(std::string(MINTYARD_BINARY_DIR) + "/bin/resourcecompiler " + m_Game.Content("models/tests/fin_box.zmdl")).exitCode, 0);
+	const std::string fin = m_Game.Root("out/fin_problems.png");
+	const CommandResult_t third = Render("--model models/tests/fin_box.zmdl_c --size 320x240 --problems --out " + fin);
+	ASSERT_EQ(third.exitCode, 0) << third.output;
+	EXPECT_NE(third.output.find("2 border edges, 1 non-manifold edges, 0 flipped faces"), std::string::npos) << third.output;
+	const QImage finImage = Load(fin);
+	EXPECT_GT(CountPixels(finImage, 0, 0, 1, 1).m_nRed, 100);
+	const PixelCounts_t beside = CountPixels(finImage, 0.55, 0.55, 0.6, 0.65);
+	EXPECT_GT(beside.m_nOther, 0);
+	EXPECT_EQ(beside.m_nReddish, 0);
 }
 
 TEST_F(PreviewRenderTest, UsageErrorsAndNoDisplay)
