@@ -82,6 +82,22 @@ protected:
 		return image.convertToFormat(QImage::Format_RGB32);
 	}
 
+	// Writes and compiles a test box as models/tests/<name>.zmdl and draws it from the front,
+	// with its mesh problems when asked; the command's output goes to *pOutput.
+	QImage DrawTestBox(const std::string &name, ETestBox eKind, bool bProblems, std::string *pOutput = nullptr)
+	{
+		const std::string document = WriteTestBoxModel(m_Game.Content(""), name, eKind);
+		const CommandResult_t compile = RunCommand(std::string(MINTYARD_BINARY_DIR) + "/bin/resourcecompiler " + m_Game.Content(document));
+		EXPECT_EQ(compile.exitCode, 0) << compile.output;
+		const std::string out = m_Game.Root("out/" + name + (bProblems ? "_problems.png" : ".png"));
+		const CommandResult_t drawn =
+			Render("--model models/tests/" + name + ".zmdl_c --size 320x240" + (bProblems ? " --problems" : "") + " --out " + out);
+		EXPECT_EQ(drawn.exitCode, 0) << drawn.output;
+		if (pOutput)
+			*pOutput = drawn.output;
+		return Load(out);
+	}
+
 	CPreviewTestGame m_Game;
 };
 } // namespace
@@ -166,27 +182,15 @@ TEST_F(PreviewRenderTest, ASessionNotImportedIsRefusedWithAMessage)
 
 TEST_F(PreviewRenderTest, ProblemsOfAMeshWithABorderAreRed)
 {
-	const std::string document = WriteTestBoxModel(m_Game.Content(""), "open_box", TEST_BOX_OPEN);
-	const CommandResult_t compile = RunCommand(std::string(MINTYARD_BINARY_DIR) + "/bin/resourcecompiler " + m_Game.Content(document));
-	ASSERT_EQ(compile.exitCode, 0) << compile.output;
 	// Seen from the front, where the box is open.
-	const std::string plain = m_Game.Root("out/box.png"), problems = m_Game.Root("out/box_problems.png");
-	const CommandResult_t first = Render("--model models/tests/open_box.zmdl_c --size 320x240 --out " + plain);
-	ASSERT_EQ(first.exitCode, 0) << first.output;
-	const CommandResult_t second = Render("--model models/tests/open_box.zmdl_c --size 320x240 --problems --out " + problems);
-	ASSERT_EQ(second.exitCode, 0) << second.output;
-	EXPECT_NE(second.output.find("4 border edges, 0 non-manifold edges, 0 flipped faces"), std::string::npos) << second.output;
-	EXPECT_EQ(CountPixels(Load(plain), 0, 0, 1, 1).m_nRed, 0);
-	EXPECT_GT(CountPixels(Load(problems), 0, 0, 1, 1).m_nRed, 100);
+	std::string output;
+	EXPECT_EQ(CountPixels(DrawTestBox("open_box", TEST_BOX_OPEN, false), 0, 0, 1, 1).m_nRed, 0);
+	EXPECT_GT(CountPixels(DrawTestBox("open_box", TEST_BOX_OPEN, true, &output), 0, 0, 1, 1).m_nRed, 100);
+	EXPECT_NE(output.find("4 border edges, 0 non-manifold edges, 0 flipped faces"), std::string::npos) << output;
 
 	// A closed box has nothing to show.
-	WriteTestBoxModel(m_Game.Content(""), "closed_box", TEST_BOX_CLOSED);
-	ASSERT_EQ(RunCommand(std::string(MINTYARD_BINARY_DIR) + "/bin/resourcecompiler " + m_Game.Content("models/tests/closed_box.zmdl")).exitCode, 0);
-	const std::string closed = m_Game.Root("out/closed_problems.png");
-	const CommandResult_t third = Render("--model models/tests/closed_box.zmdl_c --size 320x240 --problems --out " + closed);
-	ASSERT_EQ(third.exitCode, 0) << third.output;
-	EXPECT_NE(third.output.find("0 border edges, 0 non-manifold edges, 0 flipped faces"), std::string::npos) << third.output;
-	EXPECT_EQ(CountPixels(Load(closed), 0, 0, 1, 1).m_nRed, 0);
+	EXPECT_EQ(CountPixels(DrawTestBox("closed_box", TEST_BOX_CLOSED, true, &output), 0, 0, 1, 1).m_nRed, 0);
+	EXPECT_NE(output.find("0 border edges, 0 non-manifold edges, 0 flipped faces"), std::string::npos) << output;
 }
 
 TEST_F(PreviewRenderTest, AFlippedFaceIsTintedAndAFinsEdgesAreRed)
@@ -195,29 +199,18 @@ TEST_F(PreviewRenderTest, AFlippedFaceIsTintedAndAFinsEdgesAreRed)
 	// disagree and reports both, and they are tinted red. Without --problems the front face is
 	// culled, as the game would, and the upper left of the picture (above the grid's red axis)
 	// shows the grid through it; with them, the tinted face.
-	WriteTestBoxModel(m_Game.Content(""), "flipped_box", TEST_BOX_FLIPPED);
-	ASSERT_EQ(RunCommand(std::string(MINTYARD_BINARY_DIR) + "/bin/resourcecompiler " + m_Game.Content("models/tests/flipped_box.zmdl")).exitCode, 0);
-	const std::string plain = m_Game.Root("out/flipped.png"), problems = m_Game.Root("out/flipped_problems.png");
-	const CommandResult_t first = Render("--model models/tests/flipped_box.zmdl_c --size 320x240 --out " + plain);
-	ASSERT_EQ(first.exitCode, 0) << first.output;
-	const CommandResult_t second = Render("--model models/tests/flipped_box.zmdl_c --size 320x240 --problems --out " + problems);
-	ASSERT_EQ(second.exitCode, 0) << second.output;
-	EXPECT_NE(second.output.find("0 border edges, 0 non-manifold edges, 2 flipped faces"), std::string::npos) << second.output;
-	EXPECT_EQ(CountPixels(Load(plain), 0.25, 0.25, 0.45, 0.45).m_nReddish, 0);
-	const PixelCounts_t front = CountPixels(Load(problems), 0.25, 0.25, 0.45, 0.45);
+	std::string output;
+	EXPECT_EQ(CountPixels(DrawTestBox("flipped_box", TEST_BOX_FLIPPED, false), 0.25, 0.25, 0.45, 0.45).m_nReddish, 0);
+	const PixelCounts_t front = CountPixels(DrawTestBox("flipped_box", TEST_BOX_FLIPPED, true, &output), 0.25, 0.25, 0.45, 0.45);
+	EXPECT_NE(output.find("0 border edges, 0 non-manifold edges, 2 flipped faces"), std::string::npos) << output;
 	EXPECT_GT(front.m_nReddish, front.m_nOther * 9 / 10) << "the front face is not tinted";
 
 	// A fin on an edge of the front face: the edge it shares is non-manifold, its own two edges
 	// are borders, all three drawn red; the front face beside the fin stays untinted.
-	WriteTestBoxModel(m_Game.Content(""), "fin_box", TEST_BOX_FIN);
-	ASSERT_EQ(RunCommand(std::string(MINTYARD_BINARY_DIR) + "/bin/resourcecompiler " + m_Game.Content("models/tests/fin_box.zmdl")).exitCode, 0);
-	const std::string fin = m_Game.Root("out/fin_problems.png");
-	const CommandResult_t third = Render("--model models/tests/fin_box.zmdl_c --size 320x240 --problems --out " + fin);
-	ASSERT_EQ(third.exitCode, 0) << third.output;
-	EXPECT_NE(third.output.find("2 border edges, 1 non-manifold edges, 0 flipped faces"), std::string::npos) << third.output;
-	const QImage finImage = Load(fin);
-	EXPECT_GT(CountPixels(finImage, 0, 0, 1, 1).m_nRed, 100);
-	const PixelCounts_t beside = CountPixels(finImage, 0.55, 0.55, 0.6, 0.65);
+	const QImage fin = DrawTestBox("fin_box", TEST_BOX_FIN, true, &output);
+	EXPECT_NE(output.find("2 border edges, 1 non-manifold edges, 0 flipped faces"), std::string::npos) << output;
+	EXPECT_GT(CountPixels(fin, 0, 0, 1, 1).m_nRed, 100);
+	const PixelCounts_t beside = CountPixels(fin, 0.55, 0.55, 0.6, 0.65);
 	EXPECT_GT(beside.m_nOther, 0);
 	EXPECT_EQ(beside.m_nReddish, 0);
 }
