@@ -315,6 +315,14 @@ bool CZip::FileExistsInZip(const char *name)
 
 bool CZip::LoadEntryData(const CZipEntry &entry, std::vector<uint8> &out, CUtlString *pError)
 {
+	// A compact archive's entries past the first carry a size and no data: nothing is allocated
+	// for them, whatever size their header claims.
+	if (entry.m_Location == ZIP_DATA_NONE)
+	{
+		*pError = V_Format("'%s' has no data in this compact archive", entry.m_Name.c_str());
+		out.clear();
+		return false;
+	}
 	const size_t size = (size_t)entry.m_nCompressedSize;
 	out.resize(size);
 	switch (entry.m_Location)
@@ -339,8 +347,7 @@ bool CZip::LoadEntryData(const CZipEntry &entry, std::vector<uint8> &out, CUtlSt
 		return bOk;
 	}
 	case ZIP_DATA_NONE:
-		*pError = V_Format("'%s' has no data in this compact archive", entry.m_Name.c_str());
-		return false;
+		break;
 	}
 	return false;
 }
@@ -349,6 +356,10 @@ bool CZip::ReadFileFromZip(int hZipFile, const char *name, bool, CUtlBuffer &buf
 {
 	const CZipEntry *entry = Find(LowerName(name, SIZE_MAX));
 	if (!entry || hZipFile < 0)
+		return false;
+	// The size comes from the archive's header: nothing is allocated for data the file cannot hold.
+	struct stat info;
+	if (fstat(hZipFile, &info) != 0 || entry->m_nDiskOffset < 0 || entry->m_nDiskOffset + (int64)entry->m_nCompressedSize > (int64)info.st_size)
 		return false;
 	std::vector<uint8> data((size_t)entry->m_nCompressedSize);
 	if (!data.empty() && !ReadAt(hZipFile, entry->m_nDiskOffset, data.data(), data.size()))

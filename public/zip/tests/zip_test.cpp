@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -309,6 +310,59 @@ TEST(Zip, CompactFormatWritesOnlyTheFirstData)
 	const std::string full = Save(both);
 	EXPECT_NE(full.find("second-data"), std::string::npos);
 	EXPECT_EQ(std::string(full.c_str() + full.size() - 32), "XZP1 0");
+}
+
+// In a child: reads an entry with the address space limited to 256 MiB more than it holds now.
+// 0 when the read fails as it should, 1 when it succeeds; a claim that is allocated ends the child
+// with an exception instead.
+int ReadWithLittleRoom(CZip &zip, const char *pszName, int hFile = -1)
+{
+	long nPages = 0;
+	FILE *pStatm = fopen("/proc/self/statm", "r");
+	if (!pStatm || fscanf(pStatm, "%ld", &nPages) != 1)
+		return 2;
+	fclose(pStatm);
+	const rlim_t nLimit = (rlim_t)nPages * (rlim_t)sysconf(_SC_PAGESIZE) + (256u << 20);
+	const struct rlimit limit = { nLimit, nLimit };
+	if (setrlimit(RLIMIT_AS, &limit) != 0)
+		return 3;
+	CUtlBuffer buffer;
+	const bool bRead = hFile >= 0 ? zip.ReadFileFromZip(hFile, pszName, false, buffer) : zip.ReadFileFromZip(pszName, false, buffer);
+	return bRead ? 1 : 0;
+}
+
+TEST(Zip, ASizeClaimedWithoutDataIsNeverAllocated)
+{
+	// A compact archive whose second entry claims nearly 2 GiB: the claim is parsed (the data
+	// lies elsewhere), and reading the entry fails without asking for that memory. Checked in a
+	// child whose address space cannot grow by that much.
+	CZip zip;
+	zip.ForceAlignment(true, false, 0xFFFFFFFFu);
+	ASSERT_TRUE(Add(zip, "a.txt", "first-data"));
+	ASSERT_TRUE(Add(zip, "b.txt", "second-data"));
+	std::string archive = Save(zip);
+	size_t nRecord = archive.find("PK\x01\x02");
+	while (nRecord != std::string::npos && archive.compare(nRecord + 46, 5, "b.txt") != 0)
+		nRecord = archive.find("PK\x01\x02", nRecord + 4);
+	ASSERT_NE(nRecord, std::string::npos);
+	for (const size_t nField : { nRecord + 20, nRecord + 24 }) // stored and unpacked sizes
+		memcpy(archive.data() + nField, "\xF0\xFF\xFF\x7F", 4);
+	CZip back;
+	ASSERT_TRUE(back.ParseFromBuffer(archive.data(), (int64)archive.size()));
+	int nSize = 0;
+	char name[64];
+	ASSERT_NE(back.GetNextFilename(back.GetNextFilename(-1, name, sizeof(name), nSize), name, sizeof(name), nSize), -1);
+	ASSERT_EQ(nSize, 0x7FFFFFF0);
+
+	EXPECT_EXIT(_exit(ReadWithLittleRoom(back, "b.txt")), testing::ExitedWithCode(0), "");
+
+	// The same entry read from a file that holds the archive.
+	CTempDirectory folder;
+	const std::string path = WriteBytes(folder, "compact.zip", archive);
+	const int hFile = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+	ASSERT_GE(hFile, 0);
+	EXPECT_EXIT(_exit(ReadWithLittleRoom(back, "b.txt", hFile)), testing::ExitedWithCode(0), "");
+	close(hFile);
 }
 
 TEST(Zip, CommentSetsFormatAndAlignmentWhenReading)
