@@ -42,14 +42,6 @@ void PrintPortraitHelp(FILE *out)
 		PORTRAIT_USAGE, (int)ZarnPortraitIconOptions_t::MIN_SIZE, (int)ZarnPortraitIconOptions_t::MAX_SIZE);
 }
 
-bool ParseInt(const CUtlString &text, int &out)
-{
-	int64 value = 0;
-	if (!V_ParseInt(text, -1000000, 1000000, value))
-		return false;
-	out = (int)value;
-	return true;
-}
 } // namespace
 
 int Command_Portrait(const CUtlVector<CUtlString> &args)

@@ -49,15 +49,6 @@ int UsageError(const char *pszMessage)
 	return 2;
 }
 
-bool ParseInt(const CUtlString &text, int &out)
-{
-	int64 value = 0;
-	if (!V_ParseInt(text, -1000000, 1000000, value))
-		return false;
-	out = (int)value;
-	return true;
-}
-
 bool ParseFloat(const CUtlString &text, float &out)
 {
 	double value = 0.0;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/logging.h"
+#include "core/strtools.h"
 #include "filesystem/filesystem.h"
 #include "mintyardcommands.h"
 #include "toolframework/toolframework.h"
@@ -52,6 +53,15 @@ bool FindOption(const CUtlVector<CUtlString> &args, const char *name, CUtlString
 		return true;
 	}
 	return false;
+}
+
+bool ParseInt(const CUtlString &text, int &out)
+{
+	int64 value = 0;
+	if (!V_ParseInt(text, -1000000, 1000000, value))
+		return false;
+	out = (int)value;
+	return true;
 }
 
 bool HasFlag(const CUtlVector<CUtlString> &args, const char *name)

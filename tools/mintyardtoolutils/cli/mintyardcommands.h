@@ -34,6 +34,8 @@ bool StartGameServices(CToolFrameworkHost &host, const CUtlString &gameDirectory
 // error reported through pbMissingValue.
 bool FindOption(const CUtlVector<CUtlString> &args, const char *name, CUtlString &value, bool *pbMissingValue = nullptr);
 bool HasFlag(const CUtlVector<CUtlString> &args, const char *name);
+// The whole text as a whole number within +-1,000,000 (an option's count or size); false otherwise.
+bool ParseInt(const CUtlString &text, int &out);
 class CMintyardImportSession;
 // Loads a session file into `session` (whose catalogue is loaded), its relative file names taken
 // relative to the file's folder. False, with the messages on standard error under the command's
